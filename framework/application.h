@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QApplication>
+#include <exception>
+
+// The process's application object: the last-resort handler for exceptions that nothing
+// catches. It shows the message and lets the event loop go on.
+class Application : public QApplication {
+public:
+    Application(int& argc, char** argv);
+    bool notify(QObject* receiver, QEvent* event) override;
+
+    static void ReportUnhandled(const std::exception& e);
+    static void ReportUnknown();
+};
+
+// Ends the application with the given status once control is back in the event loop.
+void Quit(int status);
+bool QuitRequested();
+int QuitStatus();
+void ResetQuit(); // for tests that start the program more than once in one process

@@ -1,0 +1,47 @@
+#include "dialogs.h"
+
+#include <QApplication>
+#include <QHash>
+#include <QMessageBox>
+#include <QQueue>
+
+namespace {
+struct HookState {
+    bool recording = false;
+    QStringList messages;
+    QHash<QString, QQueue<QVariant>> answers;
+};
+HookState& state()
+{
+    static HookState s;
+    return s;
+}
+}
+
+void DialogHooks::setRecording(bool on) { state().recording = on; }
+bool DialogHooks::recording() { return state().recording; }
+QStringList DialogHooks::takeMessages() { return std::exchange(state().messages, {}); }
+void DialogHooks::record(const QString& text) { state().messages.append(text); }
+
+void DialogHooks::pushAnswer(const QString& dialog, const QVariant& answer) { state().answers[dialog].enqueue(answer); }
+
+std::optional<QVariant> DialogHooks::takeAnswer(const QString& dialog)
+{
+    auto it = state().answers.find(dialog);
+    if (it == state().answers.end() || it->isEmpty())
+        return std::nullopt;
+    return it->dequeue();
+}
+
+void DialogHooks::clear() { state() = HookState(); }
+
+void MsgBox(const QString& text)
+{
+    if (state().recording) {
+        state().messages.append(text);
+        return;
+    }
+    QMessageBox box(QMessageBox::NoIcon, QApplication::applicationDisplayName(), text, QMessageBox::Ok,
+                    QApplication::activeWindow());
+    box.exec();
+}

@@ -1,0 +1,95 @@
+#include "folderitem.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+FolderItem FolderItem::Child(const QString& name) const { return FolderItem(QDir(m_path).filePath(name)); }
+
+bool FolderItem::Exists() const { return !m_path.isEmpty() && QFileInfo::exists(m_path); }
+
+bool FolderItem::Directory() const { return QFileInfo(m_path).isDir(); }
+
+void FolderItem::CreateAsFolder() const { QDir().mkpath(m_path); }
+
+QString FolderItem::AbsolutePath() const
+{
+    QString p = QFileInfo(m_path).absoluteFilePath();
+    if (Directory() && !p.endsWith(QLatin1Char('/')))
+        p += QLatin1Char('/');
+    return p;
+}
+
+QString FolderItem::Name() const { return QFileInfo(m_path).fileName(); }
+
+std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const
+{
+    auto file = std::make_unique<QFile>(m_path);
+    if (!file->open(QIODevice::ReadOnly))
+        return nullptr;
+    return std::make_unique<TextInputStream>(std::move(file));
+}
+
+std::unique_ptr<TextOutputStream> FolderItem::CreateTextFile() const
+{
+    auto file = std::make_unique<QFile>(m_path);
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return nullptr;
+    return std::make_unique<TextOutputStream>(std::move(file));
+}
+
+FolderItem SpecialFolder::Documents()
+{
+    return FolderItem(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+}
+
+FolderItem PreferencesFolder()
+{
+    return FolderItem(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
+}
+
+FolderItem GetFolderItem(const QString& path) { return FolderItem(path); }
+
+TextInputStream::TextInputStream(std::unique_ptr<QFile> file)
+    : m_file(std::move(file))
+{
+}
+
+QString TextInputStream::ReadLine()
+{
+    if (!m_file || m_file->atEnd())
+        return QString();
+    QByteArray line = m_file->readLine();
+    if (line.endsWith('\n'))
+        line.chop(1);
+    if (line.endsWith('\r'))
+        line.chop(1);
+    return QString::fromUtf8(line);
+}
+
+bool TextInputStream::Eof() const { return !m_file || m_file->atEnd(); }
+
+void TextInputStream::Close()
+{
+    if (m_file)
+        m_file->close();
+}
+
+TextOutputStream::TextOutputStream(std::unique_ptr<QFile> file)
+    : m_file(std::move(file))
+{
+}
+
+void TextOutputStream::Write(const QString& text)
+{
+    if (m_file)
+        m_file->write(text.toUtf8());
+}
+
+void TextOutputStream::WriteLine(const QString& text) { Write(text + QLatin1Char('\n')); }
+
+void TextOutputStream::Close()
+{
+    if (m_file)
+        m_file->close();
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QFile>
+#include <QString>
+#include <memory>
+
+class TextInputStream;
+class TextOutputStream;
+
+// A path on disk, whether or not anything is there yet.
+class FolderItem {
+public:
+    FolderItem() = default;
+    explicit FolderItem(QString path)
+        : m_path(std::move(path))
+    {
+    }
+
+    FolderItem Child(const QString& name) const;
+    bool Exists() const;
+    bool Directory() const;
+    void CreateAsFolder() const;
+    // Ends with a separator, so a child's name can be appended to it directly.
+    QString AbsolutePath() const;
+    const QString& NativePath() const { return m_path; }
+    QString Name() const;
+
+    std::unique_ptr<TextInputStream> OpenAsTextFile() const;
+    // Replaces any older file; null when the file cannot be created.
+    std::unique_ptr<TextOutputStream> CreateTextFile() const;
+
+private:
+    QString m_path;
+};
+
+namespace SpecialFolder {
+FolderItem Documents();
+}
+FolderItem PreferencesFolder();
+FolderItem GetFolderItem(const QString& path);
+
+// Lines are read and written as UTF-8 ended by a line feed; a CR before it is dropped on reading.
+class TextInputStream {
+public:
+    explicit TextInputStream(std::unique_ptr<QFile> file);
+    // The next line without its end; the empty string past the end of the file.
+    QString ReadLine();
+    bool Eof() const;
+    void Close();
+
+private:
+    std::unique_ptr<QFile> m_file;
+};
+
+class TextOutputStream {
+public:
+    explicit TextOutputStream(std::unique_ptr<QFile> file);
+    void WriteLine(const QString& text);
+    void Write(const QString& text);
+    void Close();
+
+private:
+    std::unique_ptr<QFile> m_file;
+};

@@ -1,0 +1,236 @@
+#include "sqldatabase.h"
+
+#include <QFileInfo>
+#include <algorithm>
+#include <sqlite3.h>
+
+RecordSet::RecordSet(sqlite3_stmt* stmt, bool eof)
+    : m_stmt(stmt)
+    , m_fieldCount(sqlite3_column_count(stmt))
+    , m_eof(eof)
+    , m_row(m_fieldCount)
+    , m_fetched(m_fieldCount, false)
+{
+}
+
+RecordSet::~RecordSet() { sqlite3_finalize(m_stmt); }
+
+void RecordSet::invalidateRow() { std::fill(m_fetched.begin(), m_fetched.end(), false); }
+
+void RecordSet::MoveNext()
+{
+    if (m_eof)
+        return;
+    invalidateRow();
+    // A failing step ends the walk the same way the end of the rows does.
+    m_eof = sqlite3_step(m_stmt) != SQLITE_ROW;
+}
+
+const DatabaseField& RecordSet::IdxField(int n)
+{
+    static const DatabaseField empty;
+    const int i = n - 1;
+    if (m_eof || i < 0 || i >= m_fieldCount)
+        return empty;
+    // Readers fetch the same field many times per row; convert it once.
+    if (!m_fetched[i]) {
+        const int type = sqlite3_column_type(m_stmt, i);
+        if (type == SQLITE_NULL) {
+            m_row[i] = DatabaseField();
+        } else {
+            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, i));
+            const int bytes = sqlite3_column_bytes(m_stmt, i);
+            QString s = QString::fromUtf8(text, bytes);
+            bool b;
+            if (type == SQLITE_INTEGER || type == SQLITE_FLOAT)
+                b = sqlite3_column_double(m_stmt, i) != 0.0;
+            else
+                b = s.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0 || s == QLatin1String("1");
+            m_row[i] = DatabaseField(std::move(s), false, b);
+        }
+        m_fetched[i] = true;
+    }
+    return m_row[i];
+}
+
+void DatabaseRecord::set(Value v)
+{
+    for (auto& existing : m_values) {
+        if (existing.name.compare(v.name, Qt::CaseInsensitive) == 0) {
+            existing = std::move(v);
+            return;
+        }
+    }
+    m_values.append(std::move(v));
+}
+
+void DatabaseRecord::Column(const QString& name, const QString& value) { set({name, value, false, false}); }
+
+void DatabaseRecord::BooleanColumn(const QString& name, bool value) { set({name, QString(), true, value}); }
+
+SQLDatabase::~SQLDatabase() { Close(); }
+
+bool SQLDatabase::open(int flags)
+{
+    if (m_db)
+        return true;
+    const QByteArray path = QFile::encodeName(DatabaseFile);
+    if (sqlite3_open_v2(path.constData(), &m_db, flags, nullptr) != SQLITE_OK) {
+        sqlite3_close_v2(m_db);
+        m_db = nullptr;
+        return false;
+    }
+    return true;
+}
+
+// Opening is lazy in SQLite: read the schema now, so garbage, a folder or a read-only file
+// are refused here and never written to.
+bool SQLDatabase::usable()
+{
+    if (sqlite3_db_readonly(m_db, "main") != 0)
+        return false;
+    if (sqlite3_exec(m_db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr) != SQLITE_OK)
+        return false;
+    sqlite3_stmt* stmt = nullptr;
+    bool wal = false;
+    if (sqlite3_prepare_v2(m_db, "PRAGMA journal_mode", -1, &stmt, nullptr) == SQLITE_OK
+        && sqlite3_step(stmt) == SQLITE_ROW)
+        wal = qstricmp(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0)), "wal") == 0;
+    sqlite3_finalize(stmt);
+    // A file made elsewhere in WAL mode would keep commits outside the file a backup copies.
+    return !wal || execRaw("PRAGMA journal_mode=DELETE");
+}
+
+bool SQLDatabase::CreateDatabaseFile()
+{
+    m_error = false;
+    if (QFileInfo::exists(DatabaseFile) || !open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) {
+        m_error = true;
+        return false;
+    }
+    return true;
+}
+
+bool SQLDatabase::Connect()
+{
+    m_error = false;
+    const bool wasOpen = m_db != nullptr;
+    if (!wasOpen && !QFileInfo(DatabaseFile).isFile()) {
+        m_error = true;
+        return false;
+    }
+    // A connection made by CreateDatabaseFile is kept: it may hold the first run's work.
+    if (!open(SQLITE_OPEN_READWRITE) || !usable()) {
+        if (!wasOpen)
+            Close();
+        m_error = true;
+        return false;
+    }
+    return true;
+}
+
+bool SQLDatabase::execRaw(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+
+sqlite3_stmt* SQLDatabase::prepare(const QString& sql)
+{
+    if (!m_db)
+        return nullptr;
+    const QByteArray utf8 = sql.toUtf8();
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v2(m_db, utf8.constData(), int(utf8.size()), &stmt, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(stmt);
+        return nullptr;
+    }
+    return stmt; // null for a text with no statement at all
+}
+
+bool SQLDatabase::beginIfWriting(sqlite3_stmt* stmt)
+{
+    if (sqlite3_stmt_readonly(stmt) || !sqlite3_get_autocommit(m_db))
+        return true;
+    return execRaw("BEGIN");
+}
+
+void SQLDatabase::SQLExecute(const QString& sql)
+{
+    sqlite3_stmt* stmt = prepare(sql);
+    m_error = stmt == nullptr || !beginIfWriting(stmt);
+    if (!m_error) {
+        int rc;
+        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) { }
+        m_error = rc != SQLITE_DONE;
+    }
+    sqlite3_finalize(stmt);
+}
+
+std::unique_ptr<RecordSet> SQLDatabase::SQLSelect(const QString& sql)
+{
+    sqlite3_stmt* stmt = prepare(sql);
+    if (!stmt || !beginIfWriting(stmt)) {
+        sqlite3_finalize(stmt);
+        m_error = true;
+        return nullptr;
+    }
+    const int rc = sqlite3_step(stmt);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+        sqlite3_finalize(stmt);
+        m_error = true;
+        return nullptr;
+    }
+    m_error = false;
+    return std::unique_ptr<RecordSet>(new RecordSet(stmt, rc != SQLITE_ROW));
+}
+
+static QString quoteIdentifier(const QString& name)
+{
+    QString q = name;
+    q.replace(QLatin1Char('"'), QLatin1String("\"\""));
+    return QLatin1Char('"') + q + QLatin1Char('"');
+}
+
+void SQLDatabase::InsertRecord(const QString& table, const DatabaseRecord& record)
+{
+    QString sql = QLatin1String("INSERT INTO ") + quoteIdentifier(table);
+    if (record.m_values.isEmpty()) {
+        sql += QLatin1String(" DEFAULT VALUES");
+    } else {
+        QStringList names, marks;
+        for (const auto& v : record.m_values) {
+            names << quoteIdentifier(v.name);
+            marks << QStringLiteral("?");
+        }
+        sql += QLatin1String(" (") + names.join(QLatin1Char(',')) + QLatin1String(") VALUES (")
+            + marks.join(QLatin1Char(',')) + QLatin1Char(')');
+    }
+    sqlite3_stmt* stmt = prepare(sql);
+    m_error = stmt == nullptr || !beginIfWriting(stmt);
+    if (!m_error) {
+        int i = 1;
+        for (const auto& v : record.m_values) {
+            if (v.isBool) {
+                sqlite3_bind_int(stmt, i++, v.boolValue ? 1 : 0);
+            } else {
+                const QByteArray utf8 = v.text.toUtf8();
+                sqlite3_bind_text(stmt, i++, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+            }
+        }
+        m_error = sqlite3_step(stmt) != SQLITE_DONE;
+    }
+    sqlite3_finalize(stmt);
+}
+
+void SQLDatabase::Commit()
+{
+    m_error = m_db == nullptr;
+    if (m_db && !sqlite3_get_autocommit(m_db))
+        m_error = !execRaw("COMMIT");
+}
+
+void SQLDatabase::Close()
+{
+    if (!m_db)
+        return;
+    // Shutdown does not commit: whatever is still open is dropped, as it never reached a Commit.
+    sqlite3_close_v2(m_db);
+    m_db = nullptr;
+}

@@ -1,0 +1,182 @@
+#include "sqldatabase.h"
+
+#include <QDir>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+#include <sqlite3.h>
+
+// Reads the file through a separate connection, as another program (or a backup) would see it.
+static QString scalar(const QString& path, const QString& sql)
+{
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* st = nullptr;
+    QString out = QStringLiteral("<error>");
+    if (sqlite3_prepare_v2(db, sql.toUtf8().constData(), -1, &st, nullptr) == SQLITE_OK) {
+        out = sqlite3_step(st) == SQLITE_ROW ? QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)))
+                                             : QString();
+    }
+    sqlite3_finalize(st);
+    sqlite3_close(db);
+    return out;
+}
+
+class TestSQLDatabase : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_path;
+    std::unique_ptr<SQLDatabase> m_db;
+
+private slots:
+    void init()
+    {
+        QVERIFY(m_dir.isValid());
+        m_path = m_dir.filePath(QStringLiteral("t%1.rbd").arg(QRandomGenerator::global()->generate()));
+        m_db = std::make_unique<SQLDatabase>();
+        m_db->DatabaseFile = m_path;
+        QVERIFY(m_db->CreateDatabaseFile());
+        m_db->SQLExecute(QStringLiteral("CREATE TABLE Tarefas ( id INTEGER PRIMARY KEY, Projeto VarChar, datainicio "
+                                        "VarChar, Ok Boolean )"));
+        QVERIFY(!m_db->Error());
+        m_db->Commit();
+        QVERIFY(m_db->Connect());
+    }
+    void cleanup() { m_db.reset(); }
+
+    void createRefusesExistingFile()
+    {
+        SQLDatabase other;
+        other.DatabaseFile = m_path;
+        QVERIFY(!other.CreateDatabaseFile());
+    }
+
+    void changesStayInvisibleUntilCommit()
+    {
+        DatabaseRecord r;
+        r.Column(QStringLiteral("Projeto"), QStringLiteral("A"));
+        m_db->InsertRecord(QStringLiteral("Tarefas"), r);
+        QVERIFY(!m_db->Error());
+        QCOMPARE(scalar(m_path, QStringLiteral("SELECT count(*) FROM Tarefas")), QStringLiteral("0"));
+        m_db->Commit();
+        QVERIFY(!m_db->Error());
+        QCOMPARE(scalar(m_path, QStringLiteral("SELECT count(*) FROM Tarefas")), QStringLiteral("1"));
+        QCOMPARE(scalar(m_path, QStringLiteral("PRAGMA journal_mode")), QStringLiteral("delete"));
+    }
+
+    void insertNamesColumnsCaseInsensitivelyAndNumbersIds()
+    {
+        for (int i = 0; i < 3; ++i) {
+            DatabaseRecord r;
+            r.Column(QStringLiteral("DataInicio"), QStringLiteral("x'; DROP TABLE Tarefas; --"));
+            r.BooleanColumn(QStringLiteral("ok"), i == 1);
+            m_db->InsertRecord(QStringLiteral("tarefas"), r);
+            QVERIFY(!m_db->Error());
+        }
+        m_db->Commit();
+        auto rs = m_db->SQLSelect(QStringLiteral("SELECT * from Tarefas ORDER BY id"));
+        QVERIFY(rs);
+        QCOMPARE(rs->FieldCount(), 4);
+        QStringList ids, oks;
+        for (; !rs->Eof(); rs->MoveNext()) {
+            ids << rs->IdxField(1).StringValue();
+            QCOMPARE(rs->IdxField(2).StringValue(), QString()); // NULL reads as ""
+            QCOMPARE(rs->IdxField(3).StringValue(), QStringLiteral("x'; DROP TABLE Tarefas; --"));
+            oks << (rs->IdxField(4).BooleanValue() ? QStringLiteral("T") : QStringLiteral("F"));
+        }
+        QCOMPARE(ids, QStringList({"1", "2", "3"}));
+        QCOMPARE(oks, QStringList({"F", "T", "F"}));
+    }
+
+    void failuresSetErrorAndSucceedingCallsClearIt_data()
+    {
+        QTest::addColumn<QString>("sql");
+        QTest::addColumn<bool>("error");
+        QTest::newRow("unknown table") << "DELETE FROM Nowhere where id='1'" << true;
+        QTest::newRow("vacuum of a missing schema") << "VACUUM Clientes" << true;
+        QTest::newRow("syntax") << "DELEET FROM Tarefas" << true;
+        QTest::newRow("quoted id") << "DELETE FROM Tarefas where id='1'" << false;
+    }
+    void failuresSetErrorAndSucceedingCallsClearIt()
+    {
+        QFETCH(QString, sql);
+        QFETCH(bool, error);
+        m_db->SQLExecute(sql);
+        QCOMPARE(m_db->Error(), error);
+        QCOMPARE(m_db->SQLSelect(sql) == nullptr, error);
+        QCOMPARE(m_db->Error(), error);
+    }
+
+    void onlyTheFirstStatementRuns()
+    {
+        m_db->SQLExecute(QStringLiteral("DELETE FROM Tarefas where id='1'; DROP TABLE Tarefas"));
+        QVERIFY(!m_db->Error());
+        m_db->Commit();
+        QCOMPARE(scalar(m_path, QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name='Tarefas'")),
+                 QStringLiteral("1"));
+    }
+
+    void selectCarriesOutAnUpdate()
+    {
+        DatabaseRecord r;
+        r.Column(QStringLiteral("Projeto"), QStringLiteral("old"));
+        m_db->InsertRecord(QStringLiteral("Tarefas"), r);
+        m_db->Commit();
+        auto rs = m_db->SQLSelect(QStringLiteral("UPDATE tarefas SET projeto = 'new' WHERE projeto = 'old'"));
+        QVERIFY(rs);
+        QVERIFY(rs->Eof());
+        rs.reset();
+        m_db->Commit();
+        QCOMPARE(scalar(m_path, QStringLiteral("SELECT Projeto FROM Tarefas")), QStringLiteral("new"));
+    }
+
+    void emptyTableNumbersFromOneAgain()
+    {
+        for (int i = 0; i < 2; ++i) {
+            m_db->InsertRecord(QStringLiteral("Tarefas"), DatabaseRecord());
+            m_db->Commit();
+        }
+        m_db->SQLExecute(QStringLiteral("DELETE FROM Tarefas"));
+        m_db->Commit();
+        m_db->InsertRecord(QStringLiteral("Tarefas"), DatabaseRecord());
+        m_db->Commit();
+        QCOMPARE(scalar(m_path, QStringLiteral("SELECT id FROM Tarefas")), QStringLiteral("1"));
+    }
+
+    void connectRefusesWhatIsNoDatabase_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("asFolder");
+        QTest::newRow("garbage") << QByteArray("this is not a database at all, not even close.").repeated(200) << false;
+        QTest::newRow("folder") << QByteArray() << true;
+        QTest::newRow("missing") << QByteArray() << false;
+    }
+    void connectRefusesWhatIsNoDatabase()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, asFolder);
+        const QString path = m_dir.filePath(QStringLiteral("bad-%1").arg(QTest::currentDataTag()));
+        if (asFolder)
+            QVERIFY(QDir().mkpath(path));
+        else if (!content.isEmpty()) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(content);
+        }
+        SQLDatabase db;
+        db.DatabaseFile = path;
+        QVERIFY(!db.Connect());
+        QVERIFY(db.Error());
+        db.SQLExecute(QStringLiteral("CREATE TABLE x (a)"));
+        QVERIFY(db.Error());
+        if (!content.isEmpty()) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(), content);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSQLDatabase)
+#include "tst_sqldatabase.moc"

@@ -9,7 +9,7 @@
 namespace {
 bool g_quit = false;
 int g_status = 0;
-}
+} // namespace
 
 Application::Application(int& argc, char** argv)
     : QApplication(argc, argv)
@@ -39,7 +39,10 @@ void Application::ReportUnhandled(const std::exception& e)
                .arg(QString::fromUtf8(typeid(e).name()).remove(QRegularExpression(QStringLiteral("^[0-9]+"))), text));
 }
 
-void Application::ReportUnknown() { MsgBox(QStringLiteral("An unknown exception was not handled.")); }
+void Application::ReportUnknown()
+{
+    MsgBox(QStringLiteral("An unknown exception was not handled."));
+}
 
 void Quit(int status)
 {
@@ -48,8 +51,14 @@ void Quit(int status)
     QCoreApplication::exit(status);
 }
 
-bool QuitRequested() { return g_quit; }
-int QuitStatus() { return g_status; }
+bool QuitRequested()
+{
+    return g_quit;
+}
+int QuitStatus()
+{
+    return g_status;
+}
 void ResetQuit()
 {
     g_quit = false;

@@ -5,7 +5,8 @@
 
 // The process's application object: the last-resort handler for exceptions that nothing
 // catches. It shows the message and lets the event loop go on.
-class Application : public QApplication {
+class Application : public QApplication
+{
 public:
     Application(int& argc, char** argv);
     bool notify(QObject* receiver, QEvent* event) override;

@@ -6,7 +6,8 @@
 #include <QQueue>
 
 namespace {
-struct HookState {
+struct HookState
+{
     bool recording = false;
     QStringList messages;
     QHash<QString, QQueue<QVariant>> answers;
@@ -16,14 +17,29 @@ HookState& state()
     static HookState s;
     return s;
 }
+} // namespace
+
+void DialogHooks::setRecording(bool on)
+{
+    state().recording = on;
+}
+bool DialogHooks::recording()
+{
+    return state().recording;
+}
+QStringList DialogHooks::takeMessages()
+{
+    return std::exchange(state().messages, {});
+}
+void DialogHooks::record(const QString& text)
+{
+    state().messages.append(text);
 }
 
-void DialogHooks::setRecording(bool on) { state().recording = on; }
-bool DialogHooks::recording() { return state().recording; }
-QStringList DialogHooks::takeMessages() { return std::exchange(state().messages, {}); }
-void DialogHooks::record(const QString& text) { state().messages.append(text); }
-
-void DialogHooks::pushAnswer(const QString& dialog, const QVariant& answer) { state().answers[dialog].enqueue(answer); }
+void DialogHooks::pushAnswer(const QString& dialog, const QVariant& answer)
+{
+    state().answers[dialog].enqueue(answer);
+}
 
 std::optional<QVariant> DialogHooks::takeAnswer(const QString& dialog)
 {
@@ -33,7 +49,10 @@ std::optional<QVariant> DialogHooks::takeAnswer(const QString& dialog)
     return it->dequeue();
 }
 
-void DialogHooks::clear() { state() = HookState(); }
+void DialogHooks::clear()
+{
+    state() = HookState();
+}
 
 void MsgBox(const QString& text)
 {
@@ -42,6 +61,6 @@ void MsgBox(const QString& text)
         return;
     }
     QMessageBox box(QMessageBox::NoIcon, QApplication::applicationDisplayName(), text, QMessageBox::Ok,
-                    QApplication::activeWindow());
+        QApplication::activeWindow());
     box.exec();
 }

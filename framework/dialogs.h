@@ -12,7 +12,8 @@ void MsgBox(const QString& text);
 
 // Test seam for every modal dialog of the program. Tests record MsgBox texts instead of showing
 // them, and queue the next answer of a named dialog so that it returns at once without showing.
-class DialogHooks {
+class DialogHooks
+{
 public:
     static void setRecording(bool on);
     static bool recording();

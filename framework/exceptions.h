@@ -5,7 +5,8 @@
 
 // The framework's exception classes. Nothing in the program catches them on purpose:
 // they end at the last-resort handler, which shows the message and keeps the program running.
-class RuntimeException : public std::exception {
+class RuntimeException : public std::exception
+{
 public:
     explicit RuntimeException(QString message = QString())
         : m_message(std::move(message))
@@ -20,7 +21,8 @@ private:
     QByteArray m_what;
 };
 
-class NilObjectException : public RuntimeException {
+class NilObjectException : public RuntimeException
+{
 public:
     explicit NilObjectException(QString message = QStringLiteral("NilObjectException"))
         : RuntimeException(std::move(message))
@@ -28,7 +30,8 @@ public:
     }
 };
 
-class OutOfBoundsException : public RuntimeException {
+class OutOfBoundsException : public RuntimeException
+{
 public:
     explicit OutOfBoundsException(QString message = QStringLiteral("OutOfBoundsException"))
         : RuntimeException(std::move(message))
@@ -36,7 +39,8 @@ public:
     }
 };
 
-class UnsupportedFormatException : public RuntimeException {
+class UnsupportedFormatException : public RuntimeException
+{
 public:
     explicit UnsupportedFormatException(QString message = QStringLiteral("UnsupportedFormatException"))
         : RuntimeException(std::move(message))

@@ -4,13 +4,25 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
-FolderItem FolderItem::Child(const QString& name) const { return FolderItem(QDir(m_path).filePath(name)); }
+FolderItem FolderItem::Child(const QString& name) const
+{
+    return FolderItem(QDir(m_path).filePath(name));
+}
 
-bool FolderItem::Exists() const { return !m_path.isEmpty() && QFileInfo::exists(m_path); }
+bool FolderItem::Exists() const
+{
+    return !m_path.isEmpty() && QFileInfo::exists(m_path);
+}
 
-bool FolderItem::Directory() const { return QFileInfo(m_path).isDir(); }
+bool FolderItem::Directory() const
+{
+    return QFileInfo(m_path).isDir();
+}
 
-void FolderItem::CreateAsFolder() const { QDir().mkpath(m_path); }
+void FolderItem::CreateAsFolder() const
+{
+    QDir().mkpath(m_path);
+}
 
 QString FolderItem::AbsolutePath() const
 {
@@ -20,7 +32,10 @@ QString FolderItem::AbsolutePath() const
     return p;
 }
 
-QString FolderItem::Name() const { return QFileInfo(m_path).fileName(); }
+QString FolderItem::Name() const
+{
+    return QFileInfo(m_path).fileName();
+}
 
 std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const
 {
@@ -45,10 +60,16 @@ FolderItem SpecialFolder::Documents()
 
 FolderItem PreferencesFolder()
 {
-    return FolderItem(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
+    // The folder is there on any set-up machine; make sure of it so the first quit can write.
+    const QString path = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    QDir().mkpath(path);
+    return FolderItem(path);
 }
 
-FolderItem GetFolderItem(const QString& path) { return FolderItem(path); }
+FolderItem GetFolderItem(const QString& path)
+{
+    return FolderItem(path);
+}
 
 TextInputStream::TextInputStream(std::unique_ptr<QFile> file)
     : m_file(std::move(file))
@@ -67,7 +88,10 @@ QString TextInputStream::ReadLine()
     return QString::fromUtf8(line);
 }
 
-bool TextInputStream::Eof() const { return !m_file || m_file->atEnd(); }
+bool TextInputStream::Eof() const
+{
+    return !m_file || m_file->atEnd();
+}
 
 void TextInputStream::Close()
 {
@@ -86,7 +110,10 @@ void TextOutputStream::Write(const QString& text)
         m_file->write(text.toUtf8());
 }
 
-void TextOutputStream::WriteLine(const QString& text) { Write(text + QLatin1Char('\n')); }
+void TextOutputStream::WriteLine(const QString& text)
+{
+    Write(text + QLatin1Char('\n'));
+}
 
 void TextOutputStream::Close()
 {

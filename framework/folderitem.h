@@ -8,7 +8,8 @@ class TextInputStream;
 class TextOutputStream;
 
 // A path on disk, whether or not anything is there yet.
-class FolderItem {
+class FolderItem
+{
 public:
     FolderItem() = default;
     explicit FolderItem(QString path)
@@ -40,7 +41,8 @@ FolderItem PreferencesFolder();
 FolderItem GetFolderItem(const QString& path);
 
 // Lines are read and written as UTF-8 ended by a line feed; a CR before it is dropped on reading.
-class TextInputStream {
+class TextInputStream
+{
 public:
     explicit TextInputStream(std::unique_ptr<QFile> file);
     // The next line without its end; the empty string past the end of the file.
@@ -52,7 +54,8 @@ private:
     std::unique_ptr<QFile> m_file;
 };
 
-class TextOutputStream {
+class TextOutputStream
+{
 public:
     explicit TextOutputStream(std::unique_ptr<QFile> file);
     void WriteLine(const QString& text);

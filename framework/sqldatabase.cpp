@@ -13,9 +13,15 @@ RecordSet::RecordSet(sqlite3_stmt* stmt, bool eof)
 {
 }
 
-RecordSet::~RecordSet() { sqlite3_finalize(m_stmt); }
+RecordSet::~RecordSet()
+{
+    sqlite3_finalize(m_stmt);
+}
 
-void RecordSet::invalidateRow() { std::fill(m_fetched.begin(), m_fetched.end(), false); }
+void RecordSet::invalidateRow()
+{
+    std::fill(m_fetched.begin(), m_fetched.end(), false);
+}
 
 void RecordSet::MoveNext()
 {
@@ -64,11 +70,20 @@ void DatabaseRecord::set(Value v)
     m_values.append(std::move(v));
 }
 
-void DatabaseRecord::Column(const QString& name, const QString& value) { set({name, value, false, false}); }
+void DatabaseRecord::Column(const QString& name, const QString& value)
+{
+    set({name, value, false, false});
+}
 
-void DatabaseRecord::BooleanColumn(const QString& name, bool value) { set({name, QString(), true, value}); }
+void DatabaseRecord::BooleanColumn(const QString& name, bool value)
+{
+    set({name, QString(), true, value});
+}
 
-SQLDatabase::~SQLDatabase() { Close(); }
+SQLDatabase::~SQLDatabase()
+{
+    Close();
+}
 
 bool SQLDatabase::open(int flags)
 {
@@ -129,7 +144,10 @@ bool SQLDatabase::Connect()
     return true;
 }
 
-bool SQLDatabase::execRaw(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+bool SQLDatabase::execRaw(const char* sql)
+{
+    return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
 
 sqlite3_stmt* SQLDatabase::prepare(const QString& sql)
 {

@@ -8,7 +8,8 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 // One field of the current row of a RecordSet, copied out of the statement.
-class DatabaseField {
+class DatabaseField
+{
 public:
     DatabaseField() = default;
     DatabaseField(QString text, bool isNull, bool boolValue)
@@ -31,7 +32,8 @@ private:
 
 // Forward-only cursor over a running statement. Rows are fetched as the caller walks,
 // so a large result is never held twice in memory.
-class RecordSet {
+class RecordSet
+{
 public:
     ~RecordSet();
     RecordSet(const RecordSet&) = delete;
@@ -57,14 +59,16 @@ private:
 };
 
 // A row to insert: the columns it names in the order they were set, all others stay NULL.
-class DatabaseRecord {
+class DatabaseRecord
+{
 public:
     void Column(const QString& name, const QString& value);
     void BooleanColumn(const QString& name, bool value);
 
 private:
     friend class SQLDatabase;
-    struct Value {
+    struct Value
+    {
         QString name;
         QString text;
         bool isBool = false;
@@ -76,7 +80,8 @@ private:
 
 // One SQLite file with an implicit transaction: the first change after a Commit opens one,
 // and only Commit ends it. The file stays in rollback-journal mode so it is complete after every commit.
-class SQLDatabase {
+class SQLDatabase
+{
 public:
     SQLDatabase() = default;
     ~SQLDatabase();

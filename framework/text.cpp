@@ -1,5 +1,8 @@
 #include "text.h"
 
+#include <algorithm>
+#include <limits>
+
 double Val(const QString& text)
 {
     qsizetype i = 0;
@@ -26,13 +29,30 @@ double Val(const QString& text)
             i = j;
         }
     }
+    const QStringView number = QStringView(text).mid(start, i - start);
     bool ok = false;
-    const double v = QStringView(text).mid(start, i - start).toDouble(&ok);
-    return ok ? v : 0.0;
+    const double v = number.toDouble(&ok);
+    if (ok)
+        return v;
+    // Digits too many for a double: the value is out of range, not absent.
+    const bool digits = std::any_of(number.begin(), number.end(), [](QChar c) { return c.isDigit(); });
+    if (!digits)
+        return 0.0;
+    return number.startsWith(QLatin1Char('-')) ? -std::numeric_limits<double>::infinity()
+                                               : std::numeric_limits<double>::infinity();
 }
 
-QString Str(qint64 value) { return QString::number(value); }
+QString Str(qint64 value)
+{
+    return QString::number(value);
+}
 
-QString Left(const QString& text, qsizetype n) { return n <= 0 ? QString() : text.left(n); }
+QString Left(const QString& text, qsizetype n)
+{
+    return n <= 0 ? QString() : text.left(n);
+}
 
-QString Right(const QString& text, qsizetype n) { return n <= 0 ? QString() : text.right(n); }
+QString Right(const QString& text, qsizetype n)
+{
+    return n <= 0 ? QString() : text.right(n);
+}

@@ -14,15 +14,17 @@ static QString scalar(const QString& path, const QString& sql)
     sqlite3_stmt* st = nullptr;
     QString out = QStringLiteral("<error>");
     if (sqlite3_prepare_v2(db, sql.toUtf8().constData(), -1, &st, nullptr) == SQLITE_OK) {
-        out = sqlite3_step(st) == SQLITE_ROW ? QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)))
-                                             : QString();
+        out = sqlite3_step(st) == SQLITE_ROW
+            ? QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)))
+            : QString();
     }
     sqlite3_finalize(st);
     sqlite3_close(db);
     return out;
 }
 
-class TestSQLDatabase : public QObject {
+class TestSQLDatabase : public QObject
+{
     Q_OBJECT
 
     QTemporaryDir m_dir;
@@ -114,7 +116,7 @@ private slots:
         QVERIFY(!m_db->Error());
         m_db->Commit();
         QCOMPARE(scalar(m_path, QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name='Tarefas'")),
-                 QStringLiteral("1"));
+            QStringLiteral("1"));
     }
 
     void selectCarriesOutAnUpdate()

@@ -1,0 +1,600 @@
+#include "principal.h"
+
+#include "application.h"
+#include "canvas.h"
+#include "confirma.h"
+#include "dialogs.h"
+#include "keyboard.h"
+#include "listbox.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+
+namespace {
+QPointer<Principal> g_principal;
+
+const QString kTab = QStringLiteral("\t");
+
+bool isReturn(const QString& key)
+{
+    return key.size() == 1 && (key.at(0).unicode() == 13 || key.at(0).unicode() == 3);
+}
+bool isKey(const QString& key, int code)
+{
+    return key.size() == 1 && key.at(0).unicode() == code;
+}
+} // namespace
+
+Principal* Principal::Instance()
+{
+    if (!g_principal)
+        g_principal = new Principal();
+    return g_principal;
+}
+
+bool Principal::Exists()
+{
+    return !g_principal.isNull();
+}
+
+bool Principal::Start()
+{
+    Principal* w = Instance();
+    if (!App::Instance()->Open())
+        return false;
+    w->OpenControls();
+    w->Open();
+    w->show();
+    return true;
+}
+
+Principal::Principal()
+{
+    setObjectName(QStringLiteral("Principal"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(QStringLiteral("Tallyvane"));
+    setMinimumSize(64, 64);
+    setMaximumSize(32000, 32000);
+    resize(796, 529);
+    CreateControls();
+    App::Instance()->setMainWindow(this);
+}
+
+Principal::~Principal()
+{
+    if (App::Instance() && App::Instance()->mainWindow() == this)
+        App::Instance()->setMainWindow(nullptr);
+}
+
+void Principal::CreateControls()
+{
+    auto* canvas = new Canvas(QSize(796, 529));
+    setCentralWidget(canvas);
+    m_pagePanel = new PagePanel(2, QSize(758, 509));
+    m_pagePanel->setObjectName(QStringLiteral("PagePanel"));
+    canvas->place(m_pagePanel, QRect(17, 0, 758, 509), LockAll);
+    Canvas* page0 = m_pagePanel->page(0);
+    Canvas* page1 = m_pagePanel->page(1);
+    // Page controls are given in window coordinates; the panel stands at 17, 0.
+    auto onPage = [](int left, int top, int width, int height) { return QRect(left - 17, top, width, height); };
+
+    Contatos = new Listbox(7);
+    Contatos->setObjectName(QStringLiteral("Contatos"));
+    page0->place(Contatos, onPage(18, 35, 757, 430), LockAll);
+    Projetos = new Listbox(9);
+    Projetos->setObjectName(QStringLiteral("Projetos"));
+    page1->place(Projetos, onPage(18, 35, 757, 430), LockAll);
+
+    bt_inserecontato = new QPushButton(QStringLiteral("Add"));
+    bt_inserecontato->setObjectName(QStringLiteral("bt_inserecontato"));
+    page0->place(bt_inserecontato, onPage(18, 476, 60, 26), LockLeft | LockBottom);
+    bt_insereprojeto = new QPushButton(QStringLiteral("Add"));
+    bt_insereprojeto->setObjectName(QStringLiteral("bt_insereprojeto"));
+    page1->place(bt_insereprojeto, onPage(18, 476, 60, 26), LockLeft | LockBottom);
+
+    auto title = [](const QString& text, const QString& name) {
+        auto* label = new QLabel(text);
+        label->setObjectName(name);
+        QFont f = label->font();
+        f.setPointSize(14);
+        label->setFont(f);
+        label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+        QPalette p = label->palette();
+        p.setColor(QPalette::WindowText, Qt::black);
+        label->setPalette(p);
+        return label;
+    };
+    StaticText1 = title(QStringLiteral("Customers"), QStringLiteral("StaticText1"));
+    page0->place(StaticText1, onPage(17, 5, 200, 28), 0);
+    StaticText2 = title(QStringLiteral("Projects"), QStringLiteral("StaticText2"));
+    page1->place(StaticText2, onPage(17, 4, 200, 28), 0);
+
+    Contatos->CellClick = [this](int r, int c, int x, int y) { return Contatos_CellClick(r, c, x, y); };
+    Contatos->DoubleClick = [this] { Contatos_DoubleClick(); };
+    Contatos->CellKeyDown = [this](int r, int c, const QString& k) { return Contatos_CellKeyDown(r, c, k); };
+    Contatos->KeyDown = [this](const QString& k) { return Contatos_KeyDown(k); };
+    Projetos->CellClick = [this](int r, int c, int x, int y) { return Projetos_CellClick(r, c, x, y); };
+    Projetos->DoubleClick = [this] { Projetos_DoubleClick(); };
+    Projetos->CellKeyDown = [this](int r, int c, const QString& k) { return Projetos_CellKeyDown(r, c, k); };
+    Projetos->KeyDown = [this](const QString& k) { return Projetos_KeyDown(k); };
+    Projetos->CellLostFocus = [this](int r, int c) { Projetos_CellLostFocus(r, c); };
+    Projetos->CellAction = [this](int r, int c) { Projetos_CellAction(r, c); };
+    connect(bt_inserecontato, &QPushButton::clicked, this, &Principal::bt_inserecontato_Action);
+    connect(bt_insereprojeto, &QPushButton::clicked, this, &Principal::bt_insereprojeto_Action);
+}
+
+void Principal::OpenControls()
+{
+    Contatos_Open();
+    Projetos_Open();
+}
+
+void Principal::Contatos_Open() { }
+
+void Principal::Projetos_Open()
+{
+    Projetos->setColumnType(8, 2);
+}
+
+void Principal::Open()
+{
+    App* app = App::Instance();
+    app->LePrefs();
+    Projetos->setColumnWidths(QStringLiteral("0,")
+        + QStringList(
+            {app->ProjetoColunaSize1, app->ProjetoColunaSize2, app->ProjetoColunaSize3, app->ProjetoColunaSize4,
+                app->ProjetoColunaSize5, app->ProjetoColunaSize6, app->ProjetoColunaSize7, app->ProjetoColunaSize8})
+              .join(QStringLiteral(",  ")));
+    Contatos->setColumnWidths(QStringLiteral("0,")
+        + QStringList({app->ClientesColunaSize1, app->ClientesColunaSize2, app->ClientesColunaSize3,
+                          app->ClientesColunaSize4, app->ClientesColunaSize5, app->ClientesColunaSize6})
+              .join(QStringLiteral(",  ")));
+    Projetos->setInitialValue(kTab + app->ColProjeto1 + kTab + app->ColProjeto2 + kTab + app->ColProjeto3 + kTab
+        + app->ColProjeto4 + kTab + app->ColProjeto5 + kTab + app->ColProjeto6 + kTab + QStringLiteral("Label") + kTab
+        + QStringLiteral("Ok"));
+    Contatos->setInitialValue(kTab + app->ColCliente1 + kTab + app->ColCliente2 + kTab + app->ColCliente3 + kTab
+        + app->ColCliente4 + kTab + app->ColCliente5 + kTab + app->ColCliente6);
+    CarregaContatos();
+    CarregaProjetos();
+    m_pagePanel->setValue(1);
+    Projetos->SetFocus();
+    m_opened = true;
+}
+
+void Principal::Close()
+{
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->SQLExecute(QStringLiteral("VACUUM Clientes"));
+    db->SQLExecute(QStringLiteral("VACUUM Projetos"));
+    db->SQLExecute(QStringLiteral("VACUUM Tarefas"));
+    db->Close();
+    App::Instance()->GravaPrefs();
+    Quit(0);
+}
+
+void Principal::closeEvent(QCloseEvent* event)
+{
+    // Quitting cannot be refused, and a window that never opened has nothing to store.
+    event->accept();
+    if (!m_opened)
+        return;
+    m_opened = false;
+    try {
+        Close();
+    } catch (const std::exception& e) {
+        Application::ReportUnhandled(e);
+        Quit(0);
+    }
+}
+
+int Principal::Height() const
+{
+    return geometry().height();
+}
+int Principal::Left() const
+{
+    return geometry().x();
+}
+int Principal::Top() const
+{
+    return geometry().y();
+}
+int Principal::Width() const
+{
+    return geometry().width();
+}
+
+void Principal::setHeight(int value)
+{
+    QRect g = geometry();
+    g.setHeight(value);
+    setGeometry(g);
+}
+
+void Principal::setLeft(int value)
+{
+    QRect g = geometry();
+    g.moveLeft(value);
+    setGeometry(g);
+}
+
+void Principal::setTop(int value)
+{
+    QRect g = geometry();
+    g.moveTop(value);
+    setGeometry(g);
+}
+
+void Principal::setWidth(int value)
+{
+    QRect g = geometry();
+    g.setWidth(value);
+    setGeometry(g);
+}
+
+int Principal::ProjetosWidthActual(int column) const
+{
+    return Projetos->WidthActual(column);
+}
+int Principal::ContatosWidthActual(int column) const
+{
+    return Contatos->WidthActual(column);
+}
+
+// ---- Customers
+
+void Principal::CarregaContatos()
+{
+    auto rs = App::Instance()->tvDB->SQLSelect(QStringLiteral("SELECT * from Contatos ORDER BY Nome"));
+    Contatos->DeleteAllRows();
+    if (rs) {
+        const int n = rs->FieldCount();
+        while (!rs->Eof()) {
+            for (int i = 1; i <= n; ++i) {
+                if (i == 1) {
+                    Contatos->AddRow(rs->IdxField(1).StringValue());
+                } else {
+                    const int r = Contatos->LastIndex();
+                    Contatos->setCell(r, 0, rs->IdxField(1).StringValue());
+                    Contatos->setCell(r, 1, rs->IdxField(3).StringValue());
+                    Contatos->setCell(r, 2, rs->IdxField(5).StringValue());
+                    Contatos->setCell(r, 3, rs->IdxField(6).StringValue());
+                    Contatos->setCell(r, 4, rs->IdxField(7).StringValue());
+                    Contatos->setCell(r, 5, rs->IdxField(8).StringValue());
+                    Contatos->setCell(r, 6, rs->IdxField(10).StringValue());
+                }
+            }
+            rs->MoveNext();
+        }
+    }
+    m_pagePanel->setValue(0);
+    Contatos->SetFocus();
+}
+
+bool Principal::Contatos_CellClick(int row, int column, int, int)
+{
+    RowClicked = row;
+    ColumnClicked = column;
+    return false;
+}
+
+void Principal::Contatos_DoubleClick()
+{
+    Contatos->EditCell(RowClicked, ColumnClicked);
+}
+
+bool Principal::Contatos_CellKeyDown(int row, int column, const QString& key)
+{
+    if (isKey(key, 9)) {
+        column = Keyboard::ShiftKey() ? column - 1 : column + 1;
+        if (column < 0)
+            column = 0;
+        if (column > Contatos->ColumnCount() - 1)
+            column = Contatos->ColumnCount() - 1;
+        RowEditada = row;
+        Contatos->EditCell(row, column);
+        if (auto cell = Contatos->ActiveCell()) {
+            cell->setSelStart(0);
+            cell->setSelLength(999999);
+        }
+        return true;
+    }
+    if (isReturn(key)) {
+        if (modo_insere) {
+            InsereContato();
+            modo_insere = false;
+        } else {
+            AlteraContato();
+        }
+    }
+    return false;
+}
+
+bool Principal::Contatos_KeyDown(const QString& key)
+{
+    if (Contatos->SelCount() == 0)
+        return false;
+    if (isKey(key, 8) || isKey(key, 127)) {
+        if (AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention")))
+            ApagaContato();
+    }
+    return false;
+}
+
+void Principal::bt_inserecontato_Action()
+{
+    modo_insere = true;
+    Contatos->InsertRow(0, QString(), 0);
+    Contatos->EditCell(Contatos->LastIndex(), 1);
+}
+
+bool Principal::contatoCellsEmpty(int row) const
+{
+    for (int c = 1; c <= 6; ++c) {
+        if (!Contatos->Cell(row, c).isEmpty())
+            return false;
+    }
+    return true;
+}
+
+DatabaseRecord Principal::contatoRecord(int row) const
+{
+    DatabaseRecord r;
+    r.Column(QStringLiteral("Nome"), Contatos->Cell(row, 1));
+    r.Column(QStringLiteral("Email"), Contatos->Cell(row, 6));
+    r.Column(QStringLiteral("Serial"), Contatos->Cell(row, 2));
+    r.Column(QStringLiteral("Versao"), Contatos->Cell(row, 3));
+    r.Column(QStringLiteral("Data"), Contatos->Cell(row, 4));
+    r.Column(QStringLiteral("ProjetoNome"), Contatos->Cell(row, 5));
+    return r;
+}
+
+void Principal::InsereContato()
+{
+    if (contatoCellsEmpty(Contatos->ListIndex())) {
+        MsgBox(QStringLiteral("Invalid Data"));
+        return;
+    }
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->InsertRecord(QStringLiteral("Contatos"), contatoRecord(Contatos->ListIndex()));
+    if (db->Error()) {
+        MsgBox(QStringLiteral("DB Error"));
+        return;
+    }
+    db->Commit();
+    CarregaContatos();
+}
+
+void Principal::AlteraContato()
+{
+    if (contatoCellsEmpty(Contatos->ListIndex())) {
+        MsgBox(QStringLiteral("Invalid Data"));
+        return;
+    }
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->SQLExecute(QStringLiteral("DELETE FROM Contatos where id='") + Contatos->Cell(Contatos->ListIndex(), 0)
+        + QStringLiteral("'"));
+    db->Commit();
+    db->InsertRecord(QStringLiteral("Contatos"), contatoRecord(Contatos->ListIndex()));
+    if (db->Error()) {
+        MsgBox(QStringLiteral("DB Error"));
+        return;
+    }
+    db->Commit();
+    CarregaContatos();
+}
+
+void Principal::ApagaContato()
+{
+    const int n = Contatos->ListCount();
+    if (Contatos->SelCount() == 0)
+        return;
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    for (int i = 0; i < n; ++i) {
+        if (Contatos->Selected(i))
+            db->SQLExecute(
+                QStringLiteral("DELETE FROM Contatos where id='") + Contatos->Cell(i, 0) + QStringLiteral("'"));
+    }
+    db->Commit();
+    CarregaContatos();
+}
+
+bool Principal::AbreJanela(const QString& text, bool ask, const QString& title)
+{
+    confirma* w = confirma::Instance();
+    w->mensagem->setText(text);
+    w->setWindowTitle(title);
+    if (ask) {
+        w->BT_cancela->setVisible(true);
+        w->BT_ok->move(134, w->BT_ok->y());
+        w->BT_cancela->setDefault(true);
+        w->BT_ok->setDefault(false);
+    } else {
+        w->BT_cancela->setVisible(false);
+        w->BT_ok->move(172, w->BT_ok->y());
+        w->BT_ok->setDefault(true);
+        w->BT_cancela->setDefault(false);
+    }
+    // Any way out of the window but Ok reads as no.
+    w->opcao = false;
+    if (auto answer = DialogHooks::takeAnswer(QStringLiteral("confirma")))
+        return answer->toBool();
+    w->exec();
+    return w->opcao;
+}
+
+// ---- Tasks
+
+void Principal::CarregaProjetos()
+{
+    auto rs = App::Instance()->tvDB->SQLSelect(QStringLiteral("SELECT * from Tarefas ORDER BY Projeto"));
+    Projetos->DeleteAllRows();
+    if (!rs)
+        return;
+    const int n = rs->FieldCount();
+    while (!rs->Eof()) {
+        for (int i = 1; i <= n; ++i) {
+            if (i == 1) {
+                Projetos->AddRow(rs->IdxField(1).StringValue());
+            } else {
+                const int r = Projetos->LastIndex();
+                Projetos->setCell(r, 0, rs->IdxField(1).StringValue());
+                Projetos->setCell(r, 1, rs->IdxField(2).StringValue());
+                Projetos->setCell(r, 2, rs->IdxField(3).StringValue());
+                Projetos->setCell(r, 3, rs->IdxField(4).StringValue());
+                Projetos->setCell(r, 4, rs->IdxField(5).StringValue());
+                Projetos->setCell(r, 5, rs->IdxField(6).StringValue());
+                Projetos->setCell(r, 7, rs->IdxField(7).StringValue());
+                Projetos->setCell(r, 6, rs->IdxField(8).StringValue());
+                Projetos->setCellCheck(r, 8, rs->IdxField(9).BooleanValue());
+            }
+        }
+        rs->MoveNext();
+    }
+}
+
+bool Principal::Projetos_CellClick(int row, int column, int, int)
+{
+    RowClicked = row;
+    ColumnClicked = column;
+    return false;
+}
+
+void Principal::Projetos_DoubleClick()
+{
+    if (ColumnClicked != 6)
+        Projetos->EditCell(RowClicked, ColumnClicked);
+}
+
+bool Principal::Projetos_CellKeyDown(int row, int column, const QString& key)
+{
+    if (isKey(key, 27))
+        CarregaProjetos();
+    if (isKey(key, 9)) {
+        column = Keyboard::ShiftKey() ? column - 1 : column + 1;
+        if (column < 0)
+            column = 0;
+        if (column > Projetos->ColumnCount() - 2)
+            column = Projetos->ColumnCount() - 2;
+        if (column == 7)
+            column = 6;
+        RowEditada = row;
+        Projetos->EditCell(row, column);
+        if (auto cell = Projetos->ActiveCell()) {
+            cell->setSelStart(0);
+            cell->setSelLength(999999);
+        }
+        return true;
+    }
+    if (isReturn(key)) {
+        if (modo_insere2) {
+            InsereProjeto();
+            modo_insere2 = false;
+        } else {
+            AlteraProjeto();
+        }
+    }
+    return false;
+}
+
+bool Principal::Projetos_KeyDown(const QString& key)
+{
+    if (Projetos->SelCount() == 0)
+        return false;
+    if (isKey(key, 8) || isKey(key, 127)) {
+        if (AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention")))
+            ApagaProjeto();
+    }
+    return false;
+}
+
+void Principal::Projetos_CellLostFocus(int, int) { }
+
+void Principal::Projetos_CellAction(int, int column)
+{
+    if (column == 8 && !modo_insere2)
+        AlteraProjeto();
+}
+
+void Principal::bt_insereprojeto_Action()
+{
+    modo_insere2 = true;
+    Projetos->InsertRow(0, QString(), 0);
+    Projetos->EditCell(Projetos->LastIndex(), 1);
+}
+
+bool Principal::projetoCellsEmpty(int row) const
+{
+    for (int c = 1; c <= 6; ++c) {
+        if (!Projetos->Cell(row, c).isEmpty())
+            return false;
+    }
+    return true;
+}
+
+DatabaseRecord Principal::projetoRecord(int row) const
+{
+    DatabaseRecord r;
+    r.Column(QStringLiteral("Projeto"), Projetos->Cell(row, 1));
+    r.Column(QStringLiteral("Titulo"), Projetos->Cell(row, 2));
+    r.Column(QStringLiteral("DataInicio"), Projetos->Cell(row, 3));
+    r.Column(QStringLiteral("DataFim"), Projetos->Cell(row, 4));
+    r.Column(QStringLiteral("Responsavel"), Projetos->Cell(row, 5));
+    r.Column(QStringLiteral("Label"), Projetos->Cell(row, 7));
+    r.Column(QStringLiteral("Comentarios"), Projetos->Cell(row, 6));
+    r.BooleanColumn(QStringLiteral("Ok"), Projetos->CellCheck(row, 8));
+    return r;
+}
+
+void Principal::InsereProjeto()
+{
+    if (projetoCellsEmpty(Projetos->ListIndex())) {
+        CarregaProjetos();
+        return;
+    }
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->InsertRecord(QStringLiteral("Tarefas"), projetoRecord(Projetos->ListIndex()));
+    if (db->Error()) {
+        MsgBox(QStringLiteral("DB Error"));
+        return;
+    }
+    db->Commit();
+    modo_insere2 = false;
+    CarregaProjetos();
+}
+
+void Principal::AlteraProjeto()
+{
+    const int r = RowClicked;
+    if (projetoCellsEmpty(r)) {
+        MsgBox(QStringLiteral("Invalid Data"));
+        return;
+    }
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->SQLExecute(QStringLiteral("DELETE FROM Tarefas where id='") + Projetos->Cell(r, 0) + QStringLiteral("'"));
+    db->Commit();
+    db->InsertRecord(QStringLiteral("Tarefas"), projetoRecord(r));
+    if (db->Error()) {
+        MsgBox(QStringLiteral("DB Error"));
+        return;
+    }
+    db->Commit();
+    CarregaProjetos();
+}
+
+void Principal::ApagaProjeto()
+{
+    const int n = Projetos->ListCount();
+    if (Projetos->SelCount() == 0)
+        return;
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    for (int i = 0; i < n; ++i) {
+        if (Projetos->Selected(i))
+            db->SQLExecute(
+                QStringLiteral("DELETE FROM Tarefas where id='") + Projetos->Cell(i, 0) + QStringLiteral("'"));
+    }
+    db->Commit();
+    CarregaProjetos();
+}

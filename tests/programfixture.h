@@ -1,0 +1,114 @@
+#pragma once
+
+#include "app.h"
+#include "application.h"
+#include "dialogs.h"
+#include "principal.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+#include <sqlite3.h>
+
+// A fresh home for each test: the program's folders point into it, never at the user's files.
+class TestHome {
+public:
+    TestHome()
+    {
+        qputenv("HOME", m_dir.path().toUtf8());
+        qputenv("XDG_CONFIG_HOME", (m_dir.path() + QStringLiteral("/.config")).toUtf8());
+        qputenv("XDG_DATA_HOME", (m_dir.path() + QStringLiteral("/.local/share")).toUtf8());
+    }
+    QString path() const { return m_dir.path(); }
+    QString dataFolder() const { return m_dir.path() + QStringLiteral("/Documents/Tally Vane"); }
+    QString database() const { return dataFolder() + QStringLiteral("/Tally Vane.rbd"); }
+    QString prefs() const { return m_dir.path() + QStringLiteral("/.config/Tallyvane"); }
+
+    QStringList prefsLines() const
+    {
+        QFile f(prefs());
+        if (!f.open(QIODevice::ReadOnly))
+            return {};
+        QStringList lines = QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'));
+        if (!lines.isEmpty() && lines.last().isEmpty())
+            lines.removeLast();
+        return lines;
+    }
+    void writePrefs(const QStringList& lines) const
+    {
+        QDir().mkpath(QFileInfo(prefs()).path());
+        QFile f(prefs());
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        for (const QString& l : lines)
+            f.write(l.toUtf8() + '\n');
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// Runs SQL on the database file through a connection of its own, as another program would.
+class Sql {
+public:
+    explicit Sql(const QString& path)
+    {
+        sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr);
+    }
+    ~Sql() { sqlite3_close(m_db); }
+    // Rows joined by newlines, fields by '|'; NULL shows as <null>.
+    QString query(const QString& sql) const
+    {
+        sqlite3_stmt* st = nullptr;
+        if (sqlite3_prepare_v2(m_db, sql.toUtf8().constData(), -1, &st, nullptr) != SQLITE_OK)
+            return QStringLiteral("<error: %1>").arg(QString::fromUtf8(sqlite3_errmsg(m_db)));
+        QStringList rows;
+        while (sqlite3_step(st) == SQLITE_ROW) {
+            QStringList fields;
+            for (int i = 0; i < sqlite3_column_count(st); ++i) {
+                fields << (sqlite3_column_type(st, i) == SQLITE_NULL
+                               ? QStringLiteral("<null>")
+                               : QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i))));
+            }
+            rows << fields.join(QLatin1Char('|'));
+        }
+        sqlite3_finalize(st);
+        return rows.join(QLatin1Char('\n'));
+    }
+    void exec(const QString& sql) const { sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, nullptr); }
+
+private:
+    sqlite3* m_db = nullptr;
+};
+
+// One run of the program inside the test process: App, the main window, and its closing.
+class Program {
+public:
+    Program()
+    {
+        ResetQuit();
+        DialogHooks::clear();
+        DialogHooks::setRecording(true);
+        m_app = std::make_unique<App>();
+    }
+    ~Program() { quit(); }
+
+    bool start() { return Principal::Start(); }
+    Principal* window() const { return Principal::Instance(); }
+    App* app() const { return m_app.get(); }
+
+    // Closes the main window the way the user does, which runs the shutdown.
+    void quit()
+    {
+        if (Principal::Exists())
+            Principal::Instance()->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        m_app.reset();
+    }
+
+private:
+    std::unique_ptr<App> m_app;
+};

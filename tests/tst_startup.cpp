@@ -1,0 +1,309 @@
+#include "canvas.h"
+#include "listbox.h"
+#include "programfixture.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+
+// Start-up, shutdown and the preferences file, on a real window and database file.
+class TestStartup : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TestHome> m_home;
+
+    static QStringList headings(Listbox* list)
+    {
+        QStringList out;
+        for (int c = 0; c < list->ColumnCount(); ++c)
+            out << list->Heading(c);
+        return out;
+    }
+
+    // The 41 lines a quit writes for the given window and column state, as the file must hold them.
+    static QStringList defaultFileLines()
+    {
+        return {"PintaFundo =0", "", "", "", "", "", "463", "10", "110", "770", "", "100", "160", "65", "65", "95",
+            "130", "60", "40", "", "170", "100", "50", "75", "150", "165", "", "Project", "Task", "Start Date",
+            "End Date", "Owner", "Comments", "", "", "Name", "Address", "Version", "Date", "Project", "Email"};
+    }
+
+private slots:
+    void init() { m_home = std::make_unique<TestHome>(); }
+    void cleanup() { m_home.reset(); }
+
+    void firstRunCreatesTheStoreAndOpensOnTheTaskPage()
+    {
+        Program program;
+        QVERIFY(program.start());
+        QVERIFY(QFileInfo(m_home->dataFolder()).isDir());
+        Sql sql(m_home->database());
+        QCOMPARE(sql.query("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
+            QStringLiteral("Projetos\nTarefas\nContatos\nLabels\nNotas\nExtra"));
+        QCOMPARE(sql.query("SELECT * FROM Labels"),
+            QStringLiteral("1|Important|Pending|Ok|Urgent|Finished|&hFF0000|&hE6E801|&h0000FF|&h00FF00|&hFFCC00"));
+        QCOMPARE(
+            sql.query("SELECT (SELECT count(*) FROM Tarefas) + (SELECT count(*) FROM Contatos)"), QStringLiteral("0"));
+
+        Principal* w = program.window();
+        QCOMPARE(w->windowTitle(), QStringLiteral("Tallyvane"));
+        QCOMPARE(w->pagePanel()->Value(), 1);
+        QCOMPARE(w->focusWidget(), w->Projetos);
+        QVERIFY(w->StaticText2->isVisibleTo(w));
+        QCOMPARE(w->StaticText2->text(), QStringLiteral("Projects"));
+        QCOMPARE(headings(w->Projetos),
+            QStringList({"", "Project", "Task", "Start Date", "End Date", "Owner", "Comments", "Label", "Ok"}));
+        QCOMPARE(headings(w->Contatos), QStringList({"", "Name", "Address", "Version", "Date", "Project", "Email"}));
+        QCOMPARE(w->Projetos->ColumnType(8), 2);
+        QCOMPARE(w->Projetos->ListCount(), 0);
+        QCOMPARE(w->Contatos->ListCount(), 0);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList());
+    }
+
+    void existingFolderWithoutFileStillSeeds()
+    {
+        QVERIFY(QDir().mkpath(m_home->dataFolder()));
+        const QString marker = m_home->dataFolder() + QStringLiteral("/keep.txt");
+        QFile(marker).open(QIODevice::WriteOnly);
+        Program program;
+        QVERIFY(program.start());
+        QVERIFY(QFile::exists(marker));
+        QCOMPARE(Sql(m_home->database()).query("SELECT id FROM Labels"), QStringLiteral("1"));
+    }
+
+    void secondStartRunsNoCreateTable()
+    {
+        {
+            Program program;
+            QVERIFY(program.start());
+        }
+        Sql(m_home->database()).exec("DROP TABLE Notas");
+        Program program;
+        QVERIFY(program.start());
+        QCOMPARE(Sql(m_home->database()).query("SELECT count(*) FROM sqlite_master WHERE name='Notas'"),
+            QStringLiteral("0"));
+        QCOMPARE(Sql(m_home->database()).query("SELECT count(*) FROM Labels"), QStringLiteral("1"));
+    }
+
+    void unopenableDatabaseEndsTheProgramUntouched_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("folder");
+        QTest::newRow("garbage") << QByteArray("\x01\x02 definitely not SQLite \xff\xfe").repeated(300) << false;
+        QTest::newRow("folder in its place") << QByteArray() << true;
+        QTest::newRow("empty header page") << QByteArray(4096, '\0').replace(0, 16, "SQLite format 3\0") << false;
+    }
+    void unopenableDatabaseEndsTheProgramUntouched()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, folder);
+        QVERIFY(QDir().mkpath(m_home->dataFolder()));
+        if (folder) {
+            QVERIFY(QDir().mkpath(m_home->database()));
+        } else {
+            QFile f(m_home->database());
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(content);
+        }
+        Program program;
+        QVERIFY(!program.start());
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"DB Error"}));
+        QVERIFY(QuitRequested());
+        QCOMPARE(QuitStatus(), 0);
+        QVERIFY(!program.window()->isVisible());
+        if (!folder) {
+            QFile f(m_home->database());
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(), content);
+        }
+        program.quit();
+        QVERIFY(!QFile::exists(m_home->prefs())); // a window that never opened writes nothing
+    }
+
+    void defaultsPlaceTheWindowAndQuitWritesThem()
+    {
+        Program program;
+        QVERIFY(program.start());
+        Principal* w = program.window();
+        QCOMPARE(QRect(w->Left(), w->Top(), w->Width(), w->Height()), QRect(10, 110, 770, 463));
+        QCOMPARE(w->Projetos->WidthActual(0), 0);
+        QCOMPARE(w->Projetos->WidthActual(2), 160);
+        QCOMPARE(w->Contatos->WidthActual(6), 165);
+        QVERIFY(!QFile::exists(m_home->prefs()));
+        program.quit();
+        QCOMPARE(m_home->prefsLines(), defaultFileLines());
+        QVERIFY(QuitRequested());
+        QCOMPARE(QuitStatus(), 0);
+    }
+
+    void roundTripKeepsEveryValueAndLiveGeometry()
+    {
+        {
+            Program program;
+            QVERIFY(program.start());
+            App* app = program.app();
+            app->PintaFundo = true;
+            app->MailAssunto = QStringLiteral("Nova versão 2.0 — 50% off");
+            app->Mailmail = QStringLiteral("login@example.com");
+            app->MailMensagem = QStringLiteral("<b>Olá</b> \t tab");
+            app->MailNome = QStringLiteral("seller@example.com");
+            app->MailServidor = QStringLiteral("smtp.example.com");
+            app->MailSenha = QStringLiteral("never-on-disk-42");
+            app->ColProjeto3 = QStringLiteral("Início");
+            app->ColCliente2 = QStringLiteral("Serial");
+            Principal* w = program.window();
+            w->setGeometry(33, 44, 901, 602);
+            // As a drag of the column borders would leave them.
+            w->Projetos->horizontalHeader()->resizeSection(3, 123);
+            w->Contatos->horizontalHeader()->resizeSection(6, 77);
+        }
+        QStringList lines = m_home->prefsLines();
+        QCOMPARE(lines.size(), 41);
+        QCOMPARE(lines.mid(0, 10),
+            QStringList({"PintaFundo =1", "Nova versão 2.0 — 50% off", "login@example.com", "<b>Olá</b> \t tab",
+                "seller@example.com", "smtp.example.com", "602", "33", "44", "901"}));
+        QCOMPARE(lines.at(13), QStringLiteral("123"));
+        QCOMPARE(lines.at(25), QStringLiteral("77"));
+        QCOMPARE(lines.at(29), QStringLiteral("Início"));
+        QCOMPARE(lines.at(36), QStringLiteral("Serial"));
+
+        Program program;
+        QVERIFY(program.start());
+        App* app = program.app();
+        QVERIFY(app->PintaFundo);
+        QCOMPARE(app->MailAssunto, QStringLiteral("Nova versão 2.0 — 50% off"));
+        QCOMPARE(app->MailMensagem, QStringLiteral("<b>Olá</b> \t tab"));
+        QCOMPARE(app->MailServidor, QStringLiteral("smtp.example.com"));
+        QCOMPARE(app->MailSenha, QString());
+        Principal* w = program.window();
+        QCOMPARE(QRect(w->Left(), w->Top(), w->Width(), w->Height()), QRect(33, 44, 901, 602));
+        QCOMPARE(w->Projetos->WidthActual(3), 123);
+        QCOMPARE(w->Contatos->WidthActual(6), 77);
+        QCOMPARE(w->Projetos->Heading(3), QStringLiteral("Início"));
+        QCOMPARE(w->Contatos->Heading(2), QStringLiteral("Serial"));
+        program.quit();
+
+        // The password typed in a run reaches neither file.
+        for (const QString& path : {m_home->prefs(), m_home->database()}) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QVERIFY(!f.readAll().contains("never-on-disk-42"));
+        }
+    }
+
+    void multiLineMessageShiftsEveryLaterLine()
+    {
+        {
+            Program program;
+            QVERIFY(program.start());
+            program.app()->MailMensagem = QStringLiteral("Hello\nsecond line");
+            program.app()->MailNome = QStringLiteral("me@example.com");
+            program.app()->MailServidor = QStringLiteral("mail.example.com");
+        }
+        QCOMPARE(m_home->prefsLines().size(), 42);
+        Program program;
+        QVERIFY(program.start());
+        App* app = program.app();
+        QCOMPARE(app->MailMensagem, QStringLiteral("Hello"));
+        QCOMPARE(app->MailNome, QStringLiteral("second line"));
+        QCOMPARE(app->MailServidor, QStringLiteral("me@example.com"));
+        QCOMPARE(app->janela_height, 0); // "mail.example.com" has no number
+        QCOMPARE(app->janela_left, 463);
+        QCOMPARE(app->ColCliente6, QStringLiteral("Project"));
+    }
+
+    void pintaFundoReadsTheLastCharacter_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<bool>("on");
+        QTest::newRow("written on") << "PintaFundo =1" << true;
+        QTest::newRow("written off") << "PintaFundo =0" << false;
+        QTest::newRow("any text ending in 1") << "x1" << true;
+        QTest::newRow("bare 1") << "1" << true;
+        QTest::newRow("empty") << "" << false;
+        QTest::newRow("trailing blank") << "PintaFundo =1 " << false;
+    }
+    void pintaFundoReadsTheLastCharacter()
+    {
+        QFETCH(QString, line);
+        QFETCH(bool, on);
+        QStringList lines = defaultFileLines();
+        lines[0] = line;
+        m_home->writePrefs(lines);
+        Program program;
+        QVERIFY(program.start());
+        QCOMPARE(program.app()->PintaFundo, on);
+    }
+
+    void damagedFilesReadWithoutFallback_data()
+    {
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QList<int>>("geometry"); // height, left, top, width as read
+        QTest::addColumn<QString>("width1");
+        QTest::addColumn<QString>("heading1");
+        QTest::newRow("empty file") << QStringList() << QList<int>{0, 0, 0, 0} << ""
+                                    << "";
+        QTest::newRow("short file") << QStringList({"PintaFundo =1", "s", "l"}) << QList<int>{0, 0, 0, 0} << ""
+                                    << "";
+        QTest::newRow("garbage numbers") << QStringList(
+            {"", "", "", "", "", "", "12abc", "  -7", "1e3", "99999999999999", "", "wide"})
+                                         << QList<int>{12, -7, 1000, 2147483647} << "wide"
+                                         << "";
+        QTest::newRow("very long lines") << QStringList(
+            {QString(200000, 'x'), "", "", "", "", "", QString(100000, '9'), "", "", "", "", QString(50000, 'w')})
+                                         << QList<int>{2147483647, 0, 0, 0} << QString(50000, 'w') << "";
+    }
+    void damagedFilesReadWithoutFallback()
+    {
+        QFETCH(QStringList, lines);
+        QFETCH(QList<int>, geometry);
+        QFETCH(QString, width1);
+        QFETCH(QString, heading1);
+        m_home->writePrefs(lines);
+        Program program;
+        QVERIFY(program.start());
+        App* app = program.app();
+        QCOMPARE(QList<int>({app->janela_height, app->janela_left, app->janela_top, app->janela_width}), geometry);
+        QCOMPARE(app->ProjetoColunaSize1, width1);
+        QCOMPARE(app->ColProjeto1, heading1);
+        QCOMPARE(program.window()->Projetos->Heading(1), heading1);
+        QVERIFY(program.window()->isVisible());
+    }
+
+    void unwritablePreferencesReachTheLastResortHandler()
+    {
+        Program program;
+        QVERIFY(program.start());
+        // A folder where the file should go cannot be opened for writing, even by root.
+        QVERIFY(QDir().mkpath(m_home->prefs()));
+        program.window()->close();
+        const QStringList messages = DialogHooks::takeMessages();
+        QCOMPARE(messages.size(), 1);
+        QVERIFY2(messages.first().contains(QStringLiteral("NilObjectException")), qPrintable(messages.first()));
+        QVERIFY(QuitRequested());
+        // The database was closed before: no journal is left, and the file is whole.
+        QVERIFY(!QFile::exists(m_home->database() + QStringLiteral("-journal")));
+        QCOMPARE(Sql(m_home->database()).query("PRAGMA integrity_check"), QStringLiteral("ok"));
+    }
+
+    void resizingKeepsControlsAnchored()
+    {
+        Program program;
+        QVERIFY(program.start());
+        Principal* w = program.window();
+        w->resize(1000, 700);
+        QCoreApplication::processEvents();
+        const QRect list = w->Projetos->geometry();
+        const QRect add = w->bt_insereprojeto->geometry();
+        const QRect title = w->StaticText2->geometry();
+        w->resize(1200, 800);
+        QCoreApplication::processEvents();
+        QCOMPARE(w->Projetos->geometry(), list.adjusted(0, 0, 200, 100));
+        QCOMPARE(w->bt_insereprojeto->geometry(), add.translated(0, 100));
+        QCOMPARE(w->StaticText2->geometry(), title);
+    }
+};
+
+QTEST_MAIN(TestStartup)
+#include "tst_startup.moc"

@@ -222,8 +222,15 @@ void Listbox::EditCell(int row, int column)
     // The row of an open cell is the selected row: handlers read it back as ListIndex.
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     scrollTo(index);
-    if (!edit(index, QAbstractItemView::AllEditTriggers, nullptr))
+    if (!edit(index, QAbstractItemView::AllEditTriggers, nullptr)) {
         m_model->setEditableCell(-1, -1);
+        return;
+    }
+    // The cell opens with the caret after its text; handlers select when they want to.
+    if (m_editor) {
+        m_editor->deselect();
+        m_editor->end(false);
+    }
 }
 
 std::unique_ptr<ActiveCellEditor> Listbox::ActiveCell() const

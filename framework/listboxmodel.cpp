@@ -203,9 +203,14 @@ void ListboxModel::clear()
     endResetModel();
 }
 
+bool ListboxModel::inRange(const QModelIndex& index) const
+{
+    return index.isValid() && index.model() == this && index.row() < m_shown && index.column() < m_columns;
+}
+
 QVariant ListboxModel::data(const QModelIndex& index, int role) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!inRange(index))
         return QVariant();
     const int row = index.row(), column = index.column();
     switch (role) {
@@ -225,7 +230,7 @@ QVariant ListboxModel::data(const QModelIndex& index, int role) const
 
 bool ListboxModel::setData(const QModelIndex& index, const QVariant& value, int role)
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!inRange(index))
         return false;
     if (role == Qt::CheckStateRole && isCheckColumn(index.column())) {
         const bool on = value.toInt() == Qt::Checked;
@@ -251,7 +256,7 @@ QVariant ListboxModel::headerData(int section, Qt::Orientation orientation, int 
 
 Qt::ItemFlags ListboxModel::flags(const QModelIndex& index) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!inRange(index))
         return Qt::NoItemFlags;
     Qt::ItemFlags f = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
     if (isCheckColumn(index.column()))

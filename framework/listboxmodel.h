@@ -51,6 +51,7 @@ private:
     };
     static char* pack(const QStringList& cells);
     static QString unpack(const char* packed, int column);
+    bool inRange(const QModelIndex& index) const;
     void makeHot(int row) const;
     void packHot() const;
     void scheduleFlush();

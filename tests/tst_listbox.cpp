@@ -1,0 +1,323 @@
+#include "keyboard.h"
+#include "listbox.h"
+#include "listboxmodel.h"
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTest>
+
+// The list control on its own: the model's contract, and the events a window's handlers see.
+class TestListbox : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<Listbox> m_list;
+    QStringList m_events;
+
+    void fill(int rows)
+    {
+        for (int r = 0; r < rows; ++r) {
+            m_list->AddRow(QString::number(r));
+            for (int c = 1; c < m_list->ColumnCount(); ++c)
+                m_list->setCell(m_list->LastIndex(), c, QStringLiteral("r%1c%2").arg(r).arg(c));
+        }
+        QCoreApplication::processEvents(); // views hear of appended rows when the loop turns
+    }
+    QPoint cellCentre(int row, int column) const
+    {
+        return m_list->visualRect(m_list->model()->index(row, column)).center();
+    }
+    // Closed editors linger until deleted later; the open one is the one shown.
+    QLineEdit* editor() const
+    {
+        for (QLineEdit* e : m_list->viewport()->findChildren<QLineEdit*>()) {
+            if (e->isVisible())
+                return e;
+        }
+        return nullptr;
+    }
+
+private slots:
+    void init()
+    {
+        m_events.clear();
+        m_list = std::make_unique<Listbox>(5);
+        m_list->resize(600, 400);
+        m_list->setColumnWidths(QStringLiteral("0,100,100,100,60"));
+        m_list->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_list.get()));
+        m_list->CellClick = [this](int r, int c, int, int) {
+            m_events << QStringLiteral("click %1,%2%3").arg(r).arg(c).arg(IsContextualClick() ? " ctx" : "");
+            return false;
+        };
+        m_list->CellAction = [this](int r, int c) { m_events << QStringLiteral("action %1,%2").arg(r).arg(c); };
+        m_list->DoubleClick = [this] { m_events << QStringLiteral("double"); };
+    }
+    void cleanup() { m_list.reset(); }
+
+    void modelKeepsItsContractThroughEveryChange()
+    {
+        QAbstractItemModelTester tester(m_list->model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+        fill(50);
+        m_list->InsertRow(0, QStringLiteral("new"));
+        m_list->InsertRow(m_list->ListCount(), QStringLiteral("end"));
+        m_list->setCell(10, 3, QStringLiteral("changed"));
+        m_list->setColumnType(4, 2);
+        m_list->setCellCheck(5, 4, true);
+        m_list->setInitialValue(QStringLiteral("\ta\tb\tc\td"));
+        m_list->DeleteAllRows();
+        fill(3);
+        QCOMPARE(m_list->ListCount(), 3);
+    }
+
+    void cellsKeepAnyTextExactly_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("quotes") << QStringLiteral("O'Brien \"quoted\"; DROP TABLE x; --");
+        QTest::newRow("non-ascii") << QStringLiteral("Ação Überraschung 日本語");
+        QTest::newRow("emoji") << QStringLiteral("ship it 🚀👍🏽");
+        QTest::newRow("long") << QString(70000, QLatin1Char('x')) + QStringLiteral("end");
+        QTest::newRow("control chars") << QStringLiteral("tab\there\nline");
+    }
+    void cellsKeepAnyTextExactly()
+    {
+        QFETCH(QString, text);
+        fill(3);
+        m_list->setCell(1, 2, text);
+        m_list->setCell(2, 1, QStringLiteral("after")); // packs row 1 away
+        QCOMPARE(m_list->Cell(1, 2), text);
+        QCOMPARE(m_list->Cell(1, 1), QStringLiteral("r1c1"));
+        QCOMPARE(m_list->Cell(1, 3), QStringLiteral("r1c3"));
+        QCOMPARE(m_list->Cell(2, 1), QStringLiteral("after"));
+    }
+
+    void outOfRangeCellsReadEmptyAndIgnoreWrites()
+    {
+        fill(2);
+        QCOMPARE(m_list->Cell(-1, 1), QString());
+        QCOMPARE(m_list->Cell(7, 1), QString());
+        QCOMPARE(m_list->Cell(0, 9), QString());
+        m_list->setCell(-1, 0, QStringLiteral("x"));
+        m_list->setCell(5, 0, QStringLiteral("x"));
+        QVERIFY(!m_list->CellCheck(9, 4));
+        QCOMPARE(m_list->ListCount(), 2);
+    }
+
+    void insertRowGoesWhereAskedAndBecomesLastIndex()
+    {
+        fill(3);
+        m_list->InsertRow(1, QStringLiteral("mid"));
+        QCOMPARE(m_list->LastIndex(), 1);
+        QCOMPARE(m_list->Cell(1, 0), QStringLiteral("mid"));
+        QCOMPARE(m_list->Cell(1, 1), QString());
+        QCOMPARE(m_list->Cell(2, 1), QStringLiteral("r1c1"));
+        m_list->AddRow(QStringLiteral("last"));
+        QCOMPARE(m_list->LastIndex(), 4);
+    }
+
+    void columnWidthsHideZeroAndSkipEmptyItems()
+    {
+        m_list->setColumnWidths(QStringLiteral("0,  120,, 45 ,x"));
+        QCOMPARE(m_list->WidthActual(0), 0);
+        QVERIFY(m_list->isColumnHidden(0));
+        QCOMPARE(m_list->WidthActual(1), 120);
+        QCOMPARE(m_list->WidthActual(2), 100); // empty item: left as it was
+        QCOMPARE(m_list->WidthActual(3), 45);
+        QCOMPARE(m_list->WidthActual(4), 60);
+        QCOMPARE(m_list->ColumnWidths(), QStringLiteral("0,  120,, 45 ,x"));
+    }
+
+    void headingsChangeWithoutTouchingRows()
+    {
+        fill(4);
+        m_list->setListIndex(2);
+        m_list->setInitialValue(QStringLiteral("\tOne\tTwo"));
+        QCOMPARE(m_list->Heading(1), QStringLiteral("One"));
+        QCOMPARE(m_list->Heading(3), QString());
+        QCOMPARE(m_list->ListCount(), 4);
+        QCOMPARE(m_list->Cell(3, 2), QStringLiteral("r3c2"));
+        QCOMPARE(m_list->ListIndex(), 2);
+    }
+
+    void selectionAnswersListIndexSelCountAndSelected()
+    {
+        fill(6);
+        QCOMPARE(m_list->ListIndex(), -1);
+        QCOMPARE(m_list->SelCount(), 0);
+        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(4, 1));
+        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(1, 2));
+        QCOMPARE(m_list->SelCount(), 2);
+        QVERIFY(m_list->Selected(1));
+        QVERIFY(m_list->Selected(4));
+        QVERIFY(!m_list->Selected(2));
+        QCOMPARE(m_list->ListIndex(), 1); // the row clicked last
+        m_list->DeleteAllRows();
+        fill(2);
+        QCOMPARE(m_list->SelCount(), 0);
+        QCOMPARE(m_list->ListIndex(), -1);
+    }
+
+    void clickReachesHandlerBeforeTheCheckBoxActs()
+    {
+        fill(3);
+        m_list->setColumnType(4, 2);
+        const QRect cell = m_list->visualRect(m_list->model()->index(2, 4));
+        QStyleOptionViewItem opt;
+        opt.initFrom(m_list.get());
+        opt.rect = cell;
+        opt.features = QStyleOptionViewItem::HasCheckIndicator | QStyleOptionViewItem::HasDisplay;
+        const QPoint box
+            = m_list->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &opt, m_list.get()).center();
+        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, box);
+        QCOMPARE(m_events, QStringList({"click 2,4", "action 2,4"}));
+        QVERIFY(m_list->CellCheck(2, 4));
+        m_events.clear();
+        m_list->setCellCheck(2, 4, false); // set by code: no event
+        QVERIFY(m_events.isEmpty());
+        QTest::mouseClick(m_list->viewport(), Qt::RightButton, {}, cellCentre(1, 2));
+        QCOMPARE(m_events, QStringList({"click 1,2 ctx"}));
+    }
+
+    void handledClickLeavesSelectionAlone()
+    {
+        fill(3);
+        m_list->CellClick = [](int, int, int, int) { return true; };
+        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(1, 1));
+        QCOMPARE(m_list->SelCount(), 0);
+    }
+
+    void doubleClickFollowsTheCellClick()
+    {
+        fill(3);
+        QTest::mouseDClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(2, 3));
+        QCOMPARE(m_events.last(), QStringLiteral("double"));
+        QVERIFY(m_events.contains(QStringLiteral("click 2,3")));
+        QVERIFY(!editor()); // nothing opens a cell by itself
+    }
+
+    void editCellOpensAnyColumnAndCellReadsTheTypedText()
+    {
+        fill(3);
+        m_list->setColumnType(4, 2);
+        for (int column : {0, 2, 4}) {
+            m_list->EditCell(1, column);
+            QLineEdit* e = editor();
+            QVERIFY2(e, qPrintable(QStringLiteral("column %1").arg(column)));
+            QCOMPARE(m_list->ListIndex(), 1);
+            QTest::keyClicks(e, QStringLiteral("+typed"));
+            QCOMPARE(m_list->Cell(1, column), m_list->listModel()->cell(1, column) + QStringLiteral("+typed"));
+        }
+        auto active = m_list->ActiveCell();
+        QVERIFY(active);
+        active->setSelStart(0);
+        active->setSelLength(999999);
+        QCOMPARE(active->SelStart(), 0);
+        QCOMPARE(active->SelLength(), int(editor()->text().size()));
+    }
+
+    void editorKeysReachCellKeyDownWithShiftState_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("tab") << int(Qt::Key_Tab) << 0 << "9 shift=0";
+        QTest::newRow("shift-tab") << int(Qt::Key_Backtab) << int(Qt::ShiftModifier) << "9 shift=1";
+        QTest::newRow("return") << int(Qt::Key_Return) << 0 << "13 shift=0";
+        QTest::newRow("enter") << int(Qt::Key_Enter) << int(Qt::KeypadModifier) << "3 shift=0";
+        QTest::newRow("escape") << int(Qt::Key_Escape) << 0 << "27 shift=0";
+        QTest::newRow("letter") << int(Qt::Key_A) << 0 << "97 shift=0";
+    }
+    void editorKeysReachCellKeyDownWithShiftState()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(QString, expected);
+        fill(2);
+        QString seen;
+        m_list->CellKeyDown = [&](int r, int c, const QString& k) {
+            seen = QStringLiteral("%1,%2 %3 shift=%4")
+                       .arg(r)
+                       .arg(c)
+                       .arg(k.isEmpty() ? -1 : int(k.at(0).unicode()))
+                       .arg(Keyboard::ShiftKey());
+            return true; // dealt with: the editor must stay open and unchanged
+        };
+        m_list->EditCell(1, 2);
+        QTest::keyClick(editor(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+        QCOMPARE(seen, QStringLiteral("1,2 ") + expected);
+        QVERIFY(editor());
+        QCOMPARE(m_list->Cell(1, 2), QStringLiteral("r1c2"));
+    }
+
+    void unhandledReturnClosesTheEditAndKeepsTheText()
+    {
+        fill(2);
+        m_list->CellKeyDown = [](int, int, const QString&) { return false; };
+        m_list->EditCell(0, 1);
+        QTest::keyClicks(editor(), QStringLiteral("!"));
+        QTest::keyClick(editor(), Qt::Key_Return);
+        QTRY_VERIFY(!editor());
+        QCOMPARE(m_list->Cell(0, 1), QStringLiteral("r0c1!"));
+    }
+
+    void reloadInsideTheKeyHandlerIsSafe()
+    {
+        fill(5);
+        m_list->CellKeyDown = [this](int, int, const QString&) {
+            m_list->DeleteAllRows();
+            fill(5);
+            return false;
+        };
+        m_list->EditCell(3, 1);
+        QTest::keyClicks(editor(), QStringLiteral("zz"));
+        QTest::keyClick(editor(), Qt::Key_Return);
+        QTRY_VERIFY(!editor());
+        QCOMPARE(m_list->Cell(3, 1), QStringLiteral("r3c1")); // the typed text went with the reload
+    }
+
+    void listKeysReachKeyDownOnlyWithoutAnEditor_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("code");
+        QTest::newRow("backspace") << int(Qt::Key_Backspace) << 8;
+        QTest::newRow("delete") << int(Qt::Key_Delete) << 127;
+    }
+    void listKeysReachKeyDownOnlyWithoutAnEditor()
+    {
+        QFETCH(int, key);
+        QFETCH(int, code);
+        fill(2);
+        QList<int> seen;
+        m_list->KeyDown = [&](const QString& k) {
+            seen << int(k.at(0).unicode());
+            return false;
+        };
+        m_list->setFocus();
+        QTest::keyClick(m_list.get(), Qt::Key(key));
+        QCOMPARE(seen, QList<int>{code});
+        m_list->EditCell(0, 1);
+        QTest::keyClick(editor(), Qt::Key(key));
+        QCOMPARE(seen, QList<int>{code});
+    }
+
+    void manyRowsStayBatchedUntilTheLoopTurns()
+    {
+        QSignalSpy inserted(m_list->model(), &QAbstractItemModel::rowsInserted);
+        for (int r = 0; r < 20000; ++r)
+            m_list->AddRow(QString::number(r));
+        QCOMPARE(m_list->ListCount(), 20000);
+        QCOMPARE(inserted.count(), 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(inserted.count(), 1);
+        QCOMPARE(m_list->model()->rowCount(), 20000);
+        m_list->scrollToBottom();
+        QCOMPARE(m_list->Cell(19999, 0), QStringLiteral("19999"));
+    }
+};
+
+QTEST_MAIN(TestListbox)
+#include "tst_listbox.moc"

@@ -1,0 +1,412 @@
+#include "canvas.h"
+#include "confirma.h"
+#include "listbox.h"
+#include "programfixture.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
+
+// Both lists driven as a user drives them, checked against the database file.
+class TestLists : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<Program> m_program;
+    Principal* w = nullptr;
+
+    Sql sql() const { return Sql(m_home->database()); }
+    QString q(const QString& s) const { return sql().query(s); }
+
+    // Fields: Nome, Serial, Versao, Data, ProjetoNome, Email.
+    void seedCustomers(const QList<QStringList>& rows)
+    {
+        for (const QStringList& r : rows) {
+            sql().exec(QStringLiteral("INSERT INTO Contatos (Projeto, Nome, Endereco, Serial, Versao, Data, "
+                                      "ProjetoNome, Tipo, Email) VALUES (7, '%1', 'Street', '%2', '%3', '%4', "
+                                      "'%5', 'T', '%6')")
+                           .arg(r.value(0), r.value(1), r.value(2), r.value(3), r.value(4), r.value(5)));
+        }
+        w->CarregaContatos();
+        QCoreApplication::processEvents();
+    }
+    // Fields: Projeto, Titulo, datainicio, datafim, responsavel, Label, Comentarios, Ok.
+    void seedTasks(const QList<QStringList>& rows)
+    {
+        for (const QStringList& r : rows) {
+            sql().exec(QStringLiteral("INSERT INTO Tarefas (Projeto, Titulo, datainicio, datafim, responsavel, "
+                                      "Label, Comentarios, Ok) VALUES ('%1','%2','%3','%4','%5','%6','%7',%8)")
+                           .arg(r.value(0), r.value(1), r.value(2), r.value(3), r.value(4), r.value(5), r.value(6),
+                               r.value(7, QStringLiteral("0"))));
+        }
+        w->CarregaProjetos();
+        QCoreApplication::processEvents();
+    }
+
+    static QPoint centre(Listbox* list, int row, int column)
+    {
+        return list->visualRect(list->model()->index(row, column)).center();
+    }
+    static void click(Listbox* list, int row, int column, Qt::KeyboardModifiers mods = {})
+    {
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, mods, centre(list, row, column));
+    }
+    static void doubleClick(Listbox* list, int row, int column)
+    {
+        click(list, row, column);
+        QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, centre(list, row, column));
+    }
+    static QLineEdit* editor(Listbox* list)
+    {
+        for (QLineEdit* e : list->viewport()->findChildren<QLineEdit*>()) {
+            if (e->isVisible())
+                return e;
+        }
+        return nullptr;
+    }
+    // Types into the open cell, then presses the key that ends it.
+    static void type(Listbox* list, const QString& text, Qt::Key end = Qt::Key_Tab)
+    {
+        QLineEdit* e = editor(list);
+        QVERIFY(e);
+        // QTest types Latin-1 only; other text arrives as one key event carrying it, as an input method sends it.
+        bool latin1 = std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 128; });
+        if (latin1) {
+            QTest::keyClicks(e, text);
+        } else {
+            QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, text);
+            QApplication::sendEvent(e, &press);
+        }
+        QTest::keyClick(e, end);
+    }
+    // Answers the confirmation dialog as soon as it is shown.
+    static void answerConfirmation(const std::function<void(confirma*)>& answer)
+    {
+        QTimer::singleShot(0, [answer] {
+            confirma* d = confirma::Instance();
+            QTRY_VERIFY(d->isVisible());
+            answer(d);
+        });
+    }
+
+private slots:
+    void init()
+    {
+        m_home = std::make_unique<TestHome>();
+        m_program = std::make_unique<Program>();
+        QVERIFY(m_program->start());
+        w = m_program->window();
+        QVERIFY(QTest::qWaitForWindowExposed(w));
+    }
+    void cleanup()
+    {
+        QCOMPARE(DialogHooks::takeMessages(), QStringList()); // every test takes the messages it expects
+        m_program.reset();
+        m_home.reset();
+    }
+
+    void listsLoadInNameAndProjectOrder()
+    {
+        seedCustomers({{"Carla"}, {"alice"}, {"Bruno"}, {"Bruno", "2"}});
+        QStringList names;
+        for (int r = 0; r < w->Contatos->ListCount(); ++r)
+            names << w->Contatos->Cell(r, 1);
+        QCOMPARE(names, QStringList({"Bruno", "Bruno", "Carla", "alice"})); // the engine's text order
+        QCOMPARE(w->pagePanel()->Value(), 0);
+        seedTasks({{"Zeta", "z"}, {"Alpha", "a", "", "", "", "Urgent", "note", "1"}});
+        QCOMPARE(w->Projetos->Cell(0, 1), QStringLiteral("Alpha"));
+        QCOMPARE(w->Projetos->Cell(0, 6), QStringLiteral("note")); // comments and label cross over
+        QCOMPARE(w->Projetos->Cell(0, 7), QStringLiteral("Urgent"));
+        QVERIFY(w->Projetos->CellCheck(0, 8));
+        QVERIFY(!w->Projetos->CellCheck(1, 8));
+        QCOMPARE(w->Projetos->Cell(0, 0), q("SELECT id FROM Tarefas WHERE Projeto='Alpha'"));
+        QCOMPARE(w->pagePanel()->Value(), 0); // a task reload leaves the page alone
+    }
+
+    void addCustomerByTypingAndReturn()
+    {
+        w->pagePanel()->setValue(0);
+        QTest::mouseClick(w->bt_inserecontato, Qt::LeftButton);
+        QVERIFY(w->modo_insere);
+        type(w->Contatos, QStringLiteral("Zoë O'Neil 🚀"));
+        type(w->Contatos, QStringLiteral("SN-1"));
+        type(w->Contatos, QStringLiteral("2.0"));
+        type(w->Contatos, QStringLiteral("2026-11-23"));
+        type(w->Contatos, QStringLiteral("Ledger"));
+        type(w->Contatos, QStringLiteral("zoe@example.com"), Qt::Key_Return);
+        QVERIFY(!w->modo_insere);
+        QCOMPARE(q("SELECT * FROM Contatos"),
+            QStringLiteral("1|<null>|Zoë O'Neil 🚀|<null>|SN-1|2.0|2026-11-23|Ledger|<null>|zoe@example.com"));
+        QCOMPARE(w->Contatos->ListCount(), 1);
+        QCOMPARE(w->Contatos->Cell(0, 0), QStringLiteral("1"));
+        QCOMPARE(w->Contatos->SelCount(), 0);
+        QCOMPARE(w->pagePanel()->Value(), 0);
+        QCOMPARE(w->focusWidget(), w->Contatos);
+    }
+
+    void changeCustomerReinsertsWithNewId()
+    {
+        seedCustomers({{"Ann", "S1", "1.0", "d", "P", "ann@x.org"}, {"Bob", "S2", "2.0", "e", "Q", "bob@x.org"}});
+        doubleClick(w->Contatos, 0, 3);
+        QLineEdit* e = editor(w->Contatos);
+        QVERIFY(e);
+        e->selectAll();
+        type(w->Contatos, QStringLiteral("1.1"), Qt::Key_Return);
+        QCOMPARE(q("SELECT * FROM Contatos ORDER BY id"),
+            QStringLiteral("2|7|Bob|Street|S2|2.0|e|Q|T|bob@x.org\n"
+                           "3|<null>|Ann|<null>|S1|1.1|d|P|<null>|ann@x.org"));
+        QCOMPARE(w->Contatos->Cell(0, 0), QStringLiteral("3"));
+    }
+
+    void tabWalksTheCustomerRowWithinItsEnds()
+    {
+        seedCustomers({{"Ann", "S1", "1.0", "d", "P", "ann@x.org"}});
+        doubleClick(w->Contatos, 0, 5);
+        auto tab = [&](Qt::Key key) {
+            QTest::keyClick(editor(w->Contatos), key, key == Qt::Key_Backtab ? Qt::ShiftModifier : Qt::NoModifier);
+            return editor(w->Contatos)->text();
+        };
+        QCOMPARE(tab(Qt::Key_Tab), QStringLiteral("ann@x.org"));
+        QCOMPARE(editor(w->Contatos)->selectedText(), QStringLiteral("ann@x.org"));
+        QCOMPARE(tab(Qt::Key_Tab), QStringLiteral("ann@x.org")); // stays in the last cell
+        QCOMPARE(w->RowEditada, 0);
+        for (int i = 0; i < 5; ++i)
+            tab(Qt::Key_Backtab);
+        QCOMPARE(editor(w->Contatos)->text(), QStringLiteral("Ann"));
+        QCOMPARE(tab(Qt::Key_Backtab), w->Contatos->Cell(0, 0)); // the hidden id cell opens
+        QCOMPARE(tab(Qt::Key_Backtab), w->Contatos->Cell(0, 0));
+    }
+
+    void editedIdCellNeverRunsASecondStatement()
+    {
+        seedCustomers({{"Ann"}, {"Bob"}, {"Cid"}});
+        const QString annId = w->Contatos->Cell(0, 0);
+        doubleClick(w->Contatos, 0, 1);
+        QTest::keyClick(editor(w->Contatos), Qt::Key_Backtab, Qt::ShiftModifier);
+        editor(w->Contatos)->selectAll();
+        type(w->Contatos, QStringLiteral("x'; DELETE FROM Contatos; --"), Qt::Key_Return);
+        // The first statement matched nothing; Ann is copied as a new record, the others stay.
+        QCOMPARE(q("SELECT Nome FROM Contatos ORDER BY id"), QStringLiteral("Ann\nBob\nCid\nAnn"));
+        QVERIFY(q("SELECT count(*) FROM Contatos WHERE id=" + annId) == "1");
+    }
+
+    void deleteAsksAndDefaultsToCancel_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("deleted");
+        QTest::newRow("ok") << "ok" << true;
+        QTest::newRow("cancel") << "cancel" << false;
+        QTest::newRow("return") << "return" << false;
+        QTest::newRow("escape") << "escape" << false;
+        QTest::newRow("closed") << "close" << false;
+    }
+    void deleteAsksAndDefaultsToCancel()
+    {
+        QFETCH(QString, how);
+        QFETCH(bool, deleted);
+        seedCustomers({{"Ann"}, {"Bob"}, {"Cid"}, {"Dee"}});
+        click(w->Contatos, 0, 1);
+        click(w->Contatos, 2, 1, Qt::ControlModifier);
+        QString shownText, shownTitle;
+        answerConfirmation([&](confirma* d) {
+            shownText = d->mensagem->text();
+            shownTitle = d->windowTitle();
+            if (how == "ok")
+                QTest::mouseClick(d->BT_ok, Qt::LeftButton);
+            else if (how == "cancel")
+                QTest::mouseClick(d->BT_cancela, Qt::LeftButton);
+            else if (how == "return")
+                QTest::keyClick(d, Qt::Key_Return);
+            else if (how == "escape")
+                QTest::keyClick(d, Qt::Key_Escape);
+            else
+                d->close();
+        });
+        QTest::keyClick(w->Contatos, Qt::Key_Delete);
+        QCOMPARE(shownText, QStringLiteral("Are you sure to delete?"));
+        QCOMPARE(shownTitle, QStringLiteral("Attention"));
+        QCOMPARE(q("SELECT group_concat(Nome) FROM (SELECT Nome FROM Contatos ORDER BY Nome)"),
+            deleted ? QStringLiteral("Bob,Dee") : QStringLiteral("Ann,Bob,Cid,Dee"));
+        QCOMPARE(w->Contatos->ListCount(), deleted ? 2 : 4);
+    }
+
+    void deleteWithNothingSelectedAsksNothing()
+    {
+        seedTasks({{"P", "t"}});
+        w->pagePanel()->setValue(1);
+        w->Projetos->setFocus();
+        DialogHooks::pushAnswer(QStringLiteral("confirma"), true); // would delete if asked
+        QTest::keyClick(w->Projetos, Qt::Key_Backspace);
+        QCOMPARE(q("SELECT count(*) FROM Tarefas"), QStringLiteral("1"));
+        QVERIFY(DialogHooks::takeAnswer(QStringLiteral("confirma")).has_value());
+    }
+
+    void blankCustomerIsInvalidThenStoredThroughChange()
+    {
+        w->pagePanel()->setValue(0);
+        QTest::mouseClick(w->bt_inserecontato, Qt::LeftButton);
+        QTest::keyClick(editor(w->Contatos), Qt::Key_Return);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"Invalid Data"}));
+        QVERIFY(!w->modo_insere);
+        QCOMPARE(w->Contatos->ListCount(), 1); // the blank row stays on top
+        // Now a change: its DELETE with an empty id matches nothing, the insert stores the row.
+        doubleClick(w->Contatos, 0, 1);
+        type(w->Contatos, QStringLiteral("Late"), Qt::Key_Return);
+        QCOMPARE(q("SELECT Nome FROM Contatos"), QStringLiteral("Late"));
+    }
+
+    void changeWithAllCellsEmptyDeletesNothing()
+    {
+        seedCustomers({{"Ann"}});
+        doubleClick(w->Contatos, 0, 1);
+        editor(w->Contatos)->clear();
+        QTest::keyClick(editor(w->Contatos), Qt::Key_Return);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"Invalid Data"}));
+        QCOMPARE(q("SELECT Nome FROM Contatos"), QStringLiteral("Ann"));
+    }
+
+    void returnWithNoRowSelectedIsHarmless()
+    {
+        seedCustomers({{"Ann"}});
+        doubleClick(w->Contatos, 0, 1);
+        w->Contatos->clearSelection();
+        QCOMPARE(w->Contatos->ListIndex(), -1);
+        QTest::keyClick(editor(w->Contatos), Qt::Key_Return);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"Invalid Data"}));
+        QCOMPARE(q("SELECT Nome FROM Contatos"), QStringLiteral("Ann"));
+    }
+
+    void failedInsertAfterDeleteLosesTheCustomer()
+    {
+        seedCustomers({{"Ann"}});
+        sql().exec("CREATE TRIGGER no_insert BEFORE INSERT ON Contatos BEGIN SELECT RAISE(ABORT, 'no'); END");
+        doubleClick(w->Contatos, 0, 1);
+        type(w->Contatos, QStringLiteral("e"), Qt::Key_Return);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"DB Error"}));
+        QCOMPARE(q("SELECT count(*) FROM Contatos"), QStringLiteral("0"));
+        QCOMPARE(w->Contatos->Cell(0, 1), QStringLiteral("Anne")); // still in the list until a reload
+    }
+
+    void addTaskAndTheTaskDifferences()
+    {
+        w->pagePanel()->setValue(1);
+        QTest::mouseClick(w->bt_insereprojeto, Qt::LeftButton);
+        QVERIFY(w->modo_insere2);
+        // Return at once: no message, the blank row goes.
+        QTest::keyClick(editor(w->Projetos), Qt::Key_Return);
+        QCOMPARE(w->Projetos->ListCount(), 0);
+        QVERIFY(!w->modo_insere2);
+
+        QTest::mouseClick(w->bt_insereprojeto, Qt::LeftButton);
+        type(w->Projetos, QStringLiteral("Site"));
+        type(w->Projetos, QStringLiteral("Deploy"));
+        type(w->Projetos, QStringLiteral("1/2"));
+        type(w->Projetos, QStringLiteral("3/4"));
+        type(w->Projetos, QStringLiteral("Eva"));
+        type(w->Projetos, QStringLiteral("needs \"care\""), Qt::Key_Tab); // Tab from comments stays there
+        QCOMPARE(editor(w->Projetos)->text(), QStringLiteral("needs \"care\""));
+        QTest::keyClick(editor(w->Projetos), Qt::Key_Return);
+        QCOMPARE(q("SELECT * FROM Tarefas"), QStringLiteral("1|Site|Deploy|1/2|3/4|Eva||needs \"care\"|0"));
+        QCOMPARE(w->pagePanel()->Value(), 1);
+    }
+
+    void escapeDropsTheBlankRowButKeepsInsertMode()
+    {
+        seedTasks({{"P", "t"}});
+        w->pagePanel()->setValue(1);
+        QTest::mouseClick(w->bt_insereprojeto, Qt::LeftButton);
+        QCOMPARE(w->Projetos->ListCount(), 2);
+        QTest::keyClick(editor(w->Projetos), Qt::Key_Escape);
+        QCOMPARE(w->Projetos->ListCount(), 1);
+        QVERIFY(w->modo_insere2);
+        // A tick in insert mode only stays in the cell.
+        w->Projetos->setCellCheck(0, 8, true);
+        w->Projetos_CellAction(0, 8);
+        QCOMPARE(q("SELECT Ok FROM Tarefas"), QStringLiteral("0"));
+        // The next Return inserts a copy of the selected row instead of changing it.
+        doubleClick(w->Projetos, 0, 2);
+        type(w->Projetos, QStringLiteral("2"), Qt::Key_Return);
+        QCOMPARE(q("SELECT Titulo, Ok FROM Tarefas ORDER BY id"), QStringLiteral("t|0\nt2|1"));
+        QVERIFY(!w->modo_insere2);
+    }
+
+    void taskTabSkipsLabelAndCheckColumns()
+    {
+        seedTasks({{"P", "t", "a", "b", "o", "Ok", "c"}});
+        doubleClick(w->Projetos, 0, 5);
+        auto key = [&](Qt::Key k) {
+            QTest::keyClick(editor(w->Projetos), k, k == Qt::Key_Backtab ? Qt::ShiftModifier : Qt::NoModifier);
+            return editor(w->Projetos)->text();
+        };
+        QCOMPARE(key(Qt::Key_Tab), QStringLiteral("c"));
+        QCOMPARE(key(Qt::Key_Tab), QStringLiteral("c"));
+        QCOMPARE(key(Qt::Key_Backtab), QStringLiteral("o"));
+        doubleClick(w->Projetos, 0, 1);
+        QCOMPARE(key(Qt::Key_Backtab), w->Projetos->Cell(0, 0));
+    }
+
+    void doubleClickOpensEveryTaskColumnButComments_data()
+    {
+        QTest::addColumn<int>("column");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("project") << 1 << true;
+        QTest::newRow("comments") << 6 << false;
+        QTest::newRow("label") << 7 << true;
+    }
+    void doubleClickOpensEveryTaskColumnButComments()
+    {
+        QFETCH(int, column);
+        QFETCH(bool, opens);
+        seedTasks({{"P", "t", "", "", "", "Urgent", "note"}});
+        doubleClick(w->Projetos, 0, column);
+        QCOMPARE(editor(w->Projetos) != nullptr, opens);
+        if (opens)
+            QCOMPARE(editor(w->Projetos)->text(), w->Projetos->Cell(0, column));
+    }
+
+    void tickStoresAtOnceWithANewId()
+    {
+        seedTasks({{"A", "one"}, {"B", "two", "", "", "", "", "", "1"}});
+        w->pagePanel()->setValue(1);
+        const QString oldId = w->Projetos->Cell(0, 0);
+        const QRect cell = w->Projetos->visualRect(w->Projetos->model()->index(0, 8));
+        QStyleOptionViewItem opt;
+        opt.initFrom(w->Projetos);
+        opt.rect = cell;
+        opt.features = QStyleOptionViewItem::HasCheckIndicator;
+        const QPoint box
+            = w->Projetos->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &opt, w->Projetos).center();
+        QTest::mouseClick(w->Projetos->viewport(), Qt::LeftButton, {}, box);
+        QCOMPARE(q("SELECT Projeto, Ok FROM Tarefas ORDER BY id"), QStringLiteral("B|1\nA|1"));
+        QVERIFY(w->Projetos->Cell(0, 0) != oldId);
+        QVERIFY(w->Projetos->CellCheck(0, 8));
+        QCOMPARE(w->Projetos->SelCount(), 0);
+    }
+
+    void taskChangeStoresTheClickedRow()
+    {
+        seedTasks({{"A", "one"}, {"B", "two"}});
+        doubleClick(w->Projetos, 1, 2);
+        type(w->Projetos, QStringLiteral("!"), Qt::Key_Return);
+        QCOMPARE(q("SELECT Titulo FROM Tarefas ORDER BY id"), QStringLiteral("one\ntwo!"));
+    }
+
+    void deleteTasksAfterConfirming()
+    {
+        seedTasks({{"A", "1"}, {"B", "2"}, {"C", "3"}});
+        w->pagePanel()->setValue(1);
+        click(w->Projetos, 0, 1);
+        click(w->Projetos, 2, 1, Qt::ShiftModifier);
+        answerConfirmation([](confirma* d) { QTest::mouseClick(d->BT_ok, Qt::LeftButton); });
+        QTest::keyClick(w->Projetos, Qt::Key_Backspace);
+        QCOMPARE(q("SELECT count(*) FROM Tarefas"), QStringLiteral("0"));
+        QCOMPARE(w->Projetos->ListCount(), 0);
+    }
+};
+
+QTEST_MAIN(TestLists)
+#include "tst_lists.moc"

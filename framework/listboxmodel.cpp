@@ -1,11 +1,15 @@
 #include "listboxmodel.h"
 
 #include <QMetaObject>
+#include <QStringEncoder>
+#include <algorithm>
 #include <cstring>
+#include <string>
 
 ListboxModel::ListboxModel(int columns, QObject* parent)
     : QAbstractTableModel(parent)
     , m_columns(qBound(1, columns, 32))
+    , m_hotCells(size_t(m_columns))
 {
 }
 
@@ -25,22 +29,26 @@ int ListboxModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : m_columns;
 }
 
-char* ListboxModel::pack(const QStringList& cells)
+char* ListboxModel::pack(const std::vector<QString>& cells)
 {
-    QByteArray buf;
+    // Encoded through scratch buffers that live on, so packing a row allocates only its result.
+    static thread_local std::string cell, row;
+    row.clear();
     for (const QString& c : cells) {
-        const QByteArray utf8 = c.toUtf8();
-        quint64 n = quint64(utf8.size());
+        cell.resize(size_t(c.size()) * 3);
+        QStringEncoder encoder(QStringEncoder::Utf8);
+        const char* end = encoder.appendToBuffer(cell.data(), c);
+        quint64 n = quint64(end - cell.data());
         do {
-            char b = char(n & 0x7f);
+            const char b = char(n & 0x7f);
             n >>= 7;
-            buf.append(n ? char(b | 0x80) : b);
+            row.push_back(n ? char(b | 0x80) : b);
         } while (n);
-        buf.append(utf8);
+        row.append(cell.data(), size_t(end - cell.data()));
     }
-    char* out = new char[size_t(buf.size())];
-    std::memcpy(out, buf.constData(), size_t(buf.size()));
-    return out;
+    char* packed = new char[row.size()];
+    std::memcpy(packed, row.data(), row.size());
+    return packed;
 }
 
 static const char* readLength(const char* p, quint64& n)
@@ -76,7 +84,6 @@ void ListboxModel::packHot() const
     delete[] r.packed;
     r.packed = pack(m_hotCells);
     m_hot = -1;
-    m_hotCells.clear();
 }
 
 void ListboxModel::makeHot(int row) const
@@ -84,10 +91,9 @@ void ListboxModel::makeHot(int row) const
     if (m_hot == row)
         return;
     packHot();
-    m_hotCells.clear();
     const Row& r = m_rows[size_t(row)];
     for (int c = 0; c < m_columns; ++c)
-        m_hotCells.append(r.packed ? unpack(r.packed, c) : QString());
+        m_hotCells[size_t(c)] = r.packed ? unpack(r.packed, c) : QString();
     m_hot = row;
 }
 
@@ -96,20 +102,17 @@ QString ListboxModel::cell(int row, int column) const
     if (row < 0 || row >= rows() || column < 0 || column >= m_columns)
         return QString();
     if (row == m_hot)
-        return m_hotCells.at(column);
+        return m_hotCells[size_t(column)];
     const Row& r = m_rows[size_t(row)];
     return r.packed ? unpack(r.packed, column) : QString();
 }
 
-void ListboxModel::setCell(int row, int column, const QString& text)
+void ListboxModel::storeCell(int row, int column, const QString& text)
 {
     if (row < 0 || row >= rows() || column < 0 || column >= m_columns)
         return;
     makeHot(row);
-    QString& slot = m_hotCells[column];
-    // Loaders write each cell many times with the same value; same data, nothing to do.
-    if (slot.constData() == text.constData() && slot.size() == text.size())
-        return;
+    QString& slot = m_hotCells[size_t(column)];
     if (slot == text)
         return;
     slot = text;
@@ -165,10 +168,8 @@ void ListboxModel::appendRow(const QString& cell0)
     packHot();
     m_rows.push_back(Row());
     m_hot = rows() - 1;
-    m_hotCells.clear();
-    m_hotCells.append(cell0);
-    for (int c = 1; c < m_columns; ++c)
-        m_hotCells.append(QString());
+    std::fill(m_hotCells.begin(), m_hotCells.end(), QString());
+    m_hotCells[0] = cell0;
     // Views hear of appended rows in one batch when control returns to the event loop.
     scheduleFlush();
 }
@@ -182,10 +183,8 @@ void ListboxModel::insertRowAt(int row, const QString& cell0)
     m_rows.insert(m_rows.begin() + row, Row());
     m_shown = rows();
     m_hot = row;
-    m_hotCells.clear();
-    m_hotCells.append(cell0);
-    for (int c = 1; c < m_columns; ++c)
-        m_hotCells.append(QString());
+    std::fill(m_hotCells.begin(), m_hotCells.end(), QString());
+    m_hotCells[0] = cell0;
     endInsertRows();
 }
 
@@ -198,7 +197,6 @@ void ListboxModel::clear()
     m_rows.shrink_to_fit();
     m_shown = 0;
     m_hot = -1;
-    m_hotCells.clear();
     m_editRow = m_editColumn = -1;
     endResetModel();
 }

@@ -29,7 +29,15 @@ public:
     void insertRowAt(int row, const QString& cell0);
     void clear();
     QString cell(int row, int column) const;
-    void setCell(int row, int column, const QString& text);
+    void setCell(int row, int column, const QString& text)
+    {
+        // Loaders write each cell of the row being filled many times with the same value.
+        if (row == m_hot && unsigned(column) < unsigned(m_columns)
+            && m_hotCells[size_t(column)].constData() == text.constData()
+            && m_hotCells[size_t(column)].size() == text.size())
+            return;
+        storeCell(row, column, text);
+    }
     bool check(int row, int column) const;
     void setCheck(int row, int column, bool on);
     void setHeadings(const QStringList& headings);
@@ -49,7 +57,8 @@ private:
         char* packed = nullptr; // cells as varint length + UTF-8 bytes, in column order
         quint32 checks = 0;
     };
-    static char* pack(const QStringList& cells);
+    void storeCell(int row, int column, const QString& text);
+    static char* pack(const std::vector<QString>& cells);
     static QString unpack(const char* packed, int column);
     bool inRange(const QModelIndex& index) const;
     void makeHot(int row) const;
@@ -61,7 +70,7 @@ private:
     int m_shown = 0; // rows the views know about
     bool m_flushQueued = false;
     mutable int m_hot = -1;
-    mutable QStringList m_hotCells;
+    mutable std::vector<QString> m_hotCells;
     QStringList m_headings;
     quint32 m_checkColumns = 0;
     int m_editRow = -1;

@@ -1,6 +1,7 @@
 #include "sqldatabase.h"
 
 #include <QFileInfo>
+#include <QStringDecoder>
 #include <algorithm>
 #include <sqlite3.h>
 
@@ -8,8 +9,8 @@ RecordSet::RecordSet(sqlite3_stmt* stmt, bool eof)
     : m_stmt(stmt)
     , m_fieldCount(sqlite3_column_count(stmt))
     , m_eof(eof)
-    , m_row(m_fieldCount)
-    , m_fetched(m_fieldCount, false)
+    , m_row(size_t(m_fieldCount))
+    , m_fetched(size_t(m_fieldCount), 0)
 {
 }
 
@@ -32,31 +33,32 @@ void RecordSet::MoveNext()
     m_eof = sqlite3_step(m_stmt) != SQLITE_ROW;
 }
 
-const DatabaseField& RecordSet::IdxField(int n)
+const DatabaseField& RecordSet::fetch(int n)
 {
     static const DatabaseField empty;
     const int i = n - 1;
     if (m_eof || i < 0 || i >= m_fieldCount)
         return empty;
-    // Readers fetch the same field many times per row; convert it once.
-    if (!m_fetched[i]) {
-        const int type = sqlite3_column_type(m_stmt, i);
-        if (type == SQLITE_NULL) {
-            m_row[i] = DatabaseField();
-        } else {
-            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, i));
-            const int bytes = sqlite3_column_bytes(m_stmt, i);
-            QString s = QString::fromUtf8(text, bytes);
-            bool b;
-            if (type == SQLITE_INTEGER || type == SQLITE_FLOAT)
-                b = sqlite3_column_double(m_stmt, i) != 0.0;
-            else
-                b = s.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0 || s == QLatin1String("1");
-            m_row[i] = DatabaseField(std::move(s), false, b);
-        }
-        m_fetched[i] = true;
+    const int type = sqlite3_column_type(m_stmt, i);
+    DatabaseField& f = m_row[size_t(i)];
+    if (type == SQLITE_NULL) {
+        f = DatabaseField();
+    } else {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, i));
+        const int bytes = sqlite3_column_bytes(m_stmt, i);
+        const bool number = type == SQLITE_INTEGER || type == SQLITE_FLOAT;
+        f.m_kind = number ? DatabaseField::Number : DatabaseField::Text;
+        f.m_numberTrue = number && sqlite3_column_double(m_stmt, i) != 0.0;
+        // Decoded into the field's own buffer: once readers let go of a row's texts the
+        // buffer is reused for the next row instead of allocating again.
+        QString& s = f.m_text;
+        s.resize(bytes);
+        QStringDecoder decoder(QStringDecoder::Utf8);
+        QChar* end = decoder.appendToBuffer(s.data(), QByteArrayView(text, bytes));
+        s.resize(end - s.data());
     }
-    return m_row[i];
+    m_fetched[size_t(i)] = 1;
+    return m_row[size_t(i)];
 }
 
 void DatabaseRecord::set(Value v)
@@ -90,7 +92,8 @@ bool SQLDatabase::open(int flags)
     if (m_db)
         return true;
     const QByteArray path = QFile::encodeName(DatabaseFile);
-    if (sqlite3_open_v2(path.constData(), &m_db, flags, nullptr) != SQLITE_OK) {
+    // One thread uses the connection: no per-call locking inside SQLite.
+    if (sqlite3_open_v2(path.constData(), &m_db, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
         sqlite3_close_v2(m_db);
         m_db = nullptr;
         return false;

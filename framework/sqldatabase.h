@@ -3,6 +3,7 @@
 #include <QString>
 #include <QVector>
 #include <memory>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -12,22 +13,31 @@ class DatabaseField
 {
 public:
     DatabaseField() = default;
-    DatabaseField(QString text, bool isNull, bool boolValue)
+    enum Kind : char { Null, Number, Text };
+    DatabaseField(QString text, Kind kind, bool numberIsTrue)
         : m_text(std::move(text))
-        , m_isNull(isNull)
-        , m_bool(boolValue)
+        , m_kind(kind)
+        , m_numberTrue(numberIsTrue)
     {
     }
 
     // NULL reads as "" and an integer as its decimal digits.
     const QString& StringValue() const { return m_text; }
-    bool BooleanValue() const { return m_bool; }
-    bool IsNull() const { return m_isNull; }
+    // A number is true when it is not zero; text when it reads "true" or "1".
+    bool BooleanValue() const
+    {
+        if (m_kind == Number)
+            return m_numberTrue;
+        return m_kind == Text
+            && (m_text == QLatin1String("1") || m_text.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0);
+    }
+    bool IsNull() const { return m_kind == Null; }
 
 private:
+    friend class RecordSet;
     QString m_text;
-    bool m_isNull = true;
-    bool m_bool = false;
+    Kind m_kind = Null;
+    bool m_numberTrue = false;
 };
 
 // Forward-only cursor over a running statement. Rows are fetched as the caller walks,
@@ -44,18 +54,26 @@ public:
     bool Eof() const { return m_eof; }
     void MoveNext();
     // 1-based, as every reader of the tables counts. Out of range gives an empty field.
-    const DatabaseField& IdxField(int n);
+    // Readers fetch the same field many times per row, so it is converted once per row.
+    const DatabaseField& IdxField(int n)
+    {
+        const unsigned i = unsigned(n - 1);
+        if (i < m_fetched.size() && m_fetched[i])
+            return m_row[i];
+        return fetch(n);
+    }
 
 private:
     friend class SQLDatabase;
     RecordSet(sqlite3_stmt* stmt, bool eof);
     void invalidateRow();
+    const DatabaseField& fetch(int n);
 
     sqlite3_stmt* m_stmt;
     int m_fieldCount;
     bool m_eof;
-    QVector<DatabaseField> m_row;
-    QVector<bool> m_fetched;
+    std::vector<DatabaseField> m_row;
+    std::vector<char> m_fetched;
 };
 
 // A row to insert: the columns it names in the order they were set, all others stay NULL.

@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Builds an optimised tree and prints the benchmark ratios. Usage: bench/run.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build-bench --parallel "$(nproc)" >/dev/null
+QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_lists

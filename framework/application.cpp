@@ -9,6 +9,7 @@
 namespace {
 bool g_quit = false;
 int g_status = 0;
+bool g_recordOnly = false;
 } // namespace
 
 Application::Application(int& argc, char** argv)
@@ -48,7 +49,8 @@ void Quit(int status)
 {
     g_quit = true;
     g_status = status;
-    QCoreApplication::exit(status);
+    if (!g_recordOnly)
+        QCoreApplication::exit(status);
 }
 
 bool QuitRequested()
@@ -63,4 +65,9 @@ void ResetQuit()
 {
     g_quit = false;
     g_status = 0;
+}
+
+void setQuitRecordsOnly(bool on)
+{
+    g_recordOnly = on;
 }

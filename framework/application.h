@@ -19,4 +19,7 @@ public:
 void Quit(int status);
 bool QuitRequested();
 int QuitStatus();
-void ResetQuit(); // for tests that start the program more than once in one process
+// For tests that start the program more than once in one process: Quit only records, since a real
+// exit would also end every later nested event loop of the process.
+void ResetQuit();
+void setQuitRecordsOnly(bool on);

@@ -90,6 +90,7 @@ public:
     Program()
     {
         ResetQuit();
+        setQuitRecordsOnly(true);
         DialogHooks::clear();
         DialogHooks::setRecording(true);
         m_app = std::make_unique<App>();

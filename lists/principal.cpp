@@ -2,8 +2,11 @@
 
 #include "application.h"
 #include "canvas.h"
+#include "colors.h"
 #include "confirma.h"
+#include "contextualmenu.h"
 #include "dialogs.h"
+#include "exceptions.h"
 #include "keyboard.h"
 #include "listbox.h"
 
@@ -123,12 +126,19 @@ void Principal::CreateControls()
     Projetos->CellAction = [this](int r, int c) { Projetos_CellAction(r, c); };
     connect(bt_inserecontato, &QPushButton::clicked, this, &Principal::bt_inserecontato_Action);
     connect(bt_insereprojeto, &QPushButton::clicked, this, &Principal::bt_insereprojeto_Action);
+    CreateLabelControls();
 }
 
 void Principal::OpenControls()
 {
     Contatos_Open();
     Projetos_Open();
+    // Each control's Open is an event of its own: a failure there must not keep the window from opening.
+    try {
+        ContextualMenu1_Open();
+    } catch (const std::exception& e) {
+        Application::ReportUnhandled(e);
+    }
 }
 
 void Principal::Contatos_Open() { }
@@ -459,6 +469,10 @@ bool Principal::Projetos_CellClick(int row, int column, int, int)
 {
     RowClicked = row;
     ColumnClicked = column;
+    if (IsContextualClick()) {
+        ContextualMenu1->Open();
+        return true;
+    }
     return false;
 }
 
@@ -597,4 +611,134 @@ void Principal::ApagaProjeto()
     }
     db->Commit();
     CarregaProjetos();
+}
+
+// ---- Labels
+
+namespace {
+// What App::EncheLabels seeds; used only while no label row has been read in this run.
+const QStringList kDefaultTitles = {QStringLiteral("Important"), QStringLiteral("Pending"), QStringLiteral("Ok"),
+    QStringLiteral("Urgent"), QStringLiteral("Finished")};
+const QStringList kDefaultColours = {QStringLiteral("&hFF0000"), QStringLiteral("&hE6E801"), QStringLiteral("&h0000FF"),
+    QStringLiteral("&h00FF00"), QStringLiteral("&hFFCC00")};
+
+// Titles match whatever the case of ASCII letters; other letters must be equal.
+bool sameTitle(const QString& a, const QString& b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (qsizetype i = 0; i < a.size(); ++i) {
+        const char16_t x = a.at(i).unicode(), y = b.at(i).unicode();
+        const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; };
+        if (lower(x) != lower(y))
+            return false;
+    }
+    return true;
+}
+} // namespace
+
+void Principal::CreateLabelControls()
+{
+    ContextualMenu1 = new ContextualMenu(this);
+    ContextualMenu1->setObjectName(QStringLiteral("ContextualMenu1"));
+    ContextualMenu1->Action = [this](const QString& item) { ContextualMenu1_Action(item); };
+    // The right click belongs to the label menu; no other menu may come up over it.
+    Projetos->setContextMenuPolicy(Qt::PreventContextMenu);
+    Projetos->CellBackgroundPaint = [this](Graphics& g, int r, int c) { return Projetos_CellBackgroundPaint(g, r, c); };
+    Projetos->CellTextPaint
+        = [this](Graphics& g, int r, int c, int x, int y) { return Projetos_CellTextPaint(g, r, c, x, y); };
+}
+
+void Principal::ContextualMenu1_Open()
+{
+    CarregaContextualMenu();
+}
+
+void Principal::CarregaContextualMenu()
+{
+    auto rs = App::Instance()->tvDB->SQLSelect(QStringLiteral("SELECT * from Labels WHERE id = 1"));
+    if (!rs || rs->Eof()) {
+        // The row is gone (a failed save, or a file made elsewhere). Keep the set in use, or the seeded
+        // one at the first load, so that unlabelled tasks do not all match five empty titles.
+        if (!m_labelsLoaded)
+            setLabelSet(kDefaultTitles, kDefaultColours);
+        m_labelsLoaded = true;
+        if (!rs)
+            throw NilObjectException();
+        return;
+    }
+    QStringList titles, colours;
+    for (int i = 2; i <= 6; ++i)
+        titles << rs->IdxField(i).StringValue();
+    for (int i = 7; i <= 11; ++i)
+        colours << rs->IdxField(i).StringValue();
+    setLabelSet(titles, colours);
+    m_labelsLoaded = true;
+}
+
+void Principal::setLabelSet(const QStringList& titles, const QStringList& colours)
+{
+    ContextualMenu1->DeleteAllRows();
+    for (const QString& t : titles)
+        ContextualMenu1->AddRow(t);
+    tLabel1 = titles.at(0);
+    tLabel2 = titles.at(1);
+    tLabel3 = titles.at(2);
+    tLabel4 = titles.at(3);
+    tLabel5 = titles.at(4);
+    cLabel1 = VariantToColor(StringToVariant(colours.at(0)));
+    cLabel2 = VariantToColor(StringToVariant(colours.at(1)));
+    cLabel3 = VariantToColor(StringToVariant(colours.at(2)));
+    cLabel4 = VariantToColor(StringToVariant(colours.at(3)));
+    cLabel5 = VariantToColor(StringToVariant(colours.at(4)));
+}
+
+void Principal::ContextualMenu1_Action(const QString& item)
+{
+    Projetos->setCell(RowClicked, 7, item);
+    AlteraProjeto();
+}
+
+const QColor* Principal::labelColor(int row) const
+{
+    const QString label = Projetos->Cell(row, 7);
+    if (sameTitle(label, tLabel1))
+        return &cLabel1;
+    if (sameTitle(label, tLabel2))
+        return &cLabel2;
+    if (sameTitle(label, tLabel3))
+        return &cLabel3;
+    if (sameTitle(label, tLabel4))
+        return &cLabel4;
+    if (sameTitle(label, tLabel5))
+        return &cLabel5;
+    return nullptr;
+}
+
+bool Principal::Projetos_CellBackgroundPaint(Graphics& g, int row, int)
+{
+    if (!App::Instance()->PintaFundo)
+        return false;
+    g.ForeColor = QColor(255, 255, 255);
+    if (row < Projetos->ListCount()) {
+        if (const QColor* c = labelColor(row))
+            g.ForeColor = *c;
+    }
+    g.FillRect(0, 0, g.Width(), g.Height());
+    return false;
+}
+
+bool Principal::Projetos_CellTextPaint(Graphics& g, int row, int, int, int)
+{
+    if (row == Projetos->ListIndex())
+        g.ForeColor = QColor(255, 255, 255);
+    else if (Projetos->Cell(row, 7).isEmpty())
+        g.ForeColor = RGB(0, 0, 0);
+    else
+        g.ForeColor = RGB(255, 255, 255);
+    if (!App::Instance()->PintaFundo && row < Projetos->ListCount()) {
+        const QColor* c = labelColor(row);
+        g.ForeColor = c ? *c : QColor(0, 0, 0);
+    }
+    return false;
 }

@@ -6,6 +6,7 @@
 #include <QMainWindow>
 
 class Canvas;
+class ContextualMenu;
 class Graphics;
 class Listbox;
 class PagePanel;
@@ -84,6 +85,14 @@ public:
     int ProjetosWidthActual(int column) const override;
     int ContatosWidthActual(int column) const override;
 
+    // ---- Labels
+    ContextualMenu* ContextualMenu1 = nullptr;
+    bool Projetos_CellBackgroundPaint(Graphics& g, int row, int column);
+    bool Projetos_CellTextPaint(Graphics& g, int row, int column, int x, int y);
+    void ContextualMenu1_Action(const QString& item);
+    void ContextualMenu1_Open();
+    void CarregaContextualMenu();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
@@ -98,4 +107,10 @@ private:
 
     PagePanel* m_pagePanel = nullptr;
     bool m_opened = false;
+
+    // ---- Labels
+    void CreateLabelControls();
+    void setLabelSet(const QStringList& titles, const QStringList& colours);
+    const QColor* labelColor(int row) const;
+    bool m_labelsLoaded = false;
 };

@@ -7,6 +7,7 @@
 #include "text.h"
 
 #include <QCoreApplication>
+#include <QVersionNumber>
 #include <cmath>
 #include <limits>
 
@@ -250,4 +251,19 @@ void App::GravaPrefs()
     out->WriteLine(ColCliente5);
     out->WriteLine(ColCliente6);
     out->Close();
+}
+
+int App::MajorVersion()
+{
+    return QVersionNumber::fromString(QCoreApplication::applicationVersion()).majorVersion();
+}
+
+int App::MinorVersion()
+{
+    return QVersionNumber::fromString(QCoreApplication::applicationVersion()).minorVersion();
+}
+
+int App::BugVersion()
+{
+    return QVersionNumber::fromString(QCoreApplication::applicationVersion()).microVersion();
 }

@@ -63,6 +63,11 @@ public:
     void setMainWindow(MainWindowPort* window) { m_mainWindow = window; }
     MainWindowPort* mainWindow() const { return m_mainWindow; }
 
+    // The application's version, from the version the program is built with.
+    static int MajorVersion();
+    static int MinorVersion();
+    static int BugVersion();
+
     static FolderItem DataFolder();
     static FolderItem DatabaseItem();
     static FolderItem PrefsItem();

@@ -1,6 +1,7 @@
 #include "dialogs.h"
 
 #include <QApplication>
+#include <QFileDialog>
 #include <QHash>
 #include <QMessageBox>
 #include <QQueue>
@@ -63,4 +64,17 @@ void MsgBox(const QString& text)
     QMessageBox box(QMessageBox::NoIcon, QApplication::applicationDisplayName(), text, QMessageBox::Ok,
         QApplication::activeWindow());
     box.exec();
+}
+
+std::optional<FolderItem> GetSaveFolderItem(const QString& filter, const QString& defaultName)
+{
+    QString path;
+    if (auto answer = DialogHooks::takeAnswer(QStringLiteral("GetSaveFolderItem")))
+        path = answer->toString();
+    else
+        path = QFileDialog::getSaveFileName(QApplication::activeWindow(), QString(),
+            SpecialFolder::Documents().Child(defaultName).NativePath(), filter);
+    if (path.isEmpty())
+        return std::nullopt;
+    return FolderItem(path);
 }

@@ -1,8 +1,13 @@
 #include "folderitem.h"
 
+#include "desktop.h"
+
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QSaveFile>
 #include <QStandardPaths>
+#include <QUrl>
 
 FolderItem FolderItem::Child(const QString& name) const
 {
@@ -68,6 +73,9 @@ FolderItem PreferencesFolder()
 
 FolderItem GetFolderItem(const QString& path)
 {
+    // A relative path means beside the program, not wherever it was started from.
+    if (QDir::isRelativePath(path))
+        return FolderItem(QDir(QCoreApplication::applicationDirPath()).filePath(path));
     return FolderItem(path);
 }
 
@@ -119,4 +127,32 @@ void TextOutputStream::Close()
 {
     if (m_file)
         m_file->close();
+}
+
+bool FolderItem::CopyFileTo(const FolderItem& destination) const
+{
+    const QFileInfo from(m_path);
+    const QFileInfo to(destination.m_path);
+    if (to.exists() && from.canonicalFilePath() == to.canonicalFilePath())
+        return true;
+    QFile in(m_path);
+    if (!in.open(QIODevice::ReadOnly))
+        return false;
+    // Written beside the destination and renamed over it, so an older copy is never left half replaced.
+    QSaveFile out(destination.m_path);
+    if (!out.open(QIODevice::WriteOnly))
+        return false;
+    char buffer[64 * 1024];
+    for (qint64 n; (n = in.read(buffer, sizeof buffer)) > 0;) {
+        if (out.write(buffer, n) != n) {
+            out.cancelWriting();
+            break;
+        }
+    }
+    return in.error() == QFileDevice::NoError && out.commit();
+}
+
+void FolderItem::Launch(bool) const
+{
+    OpenExternally(QUrl::fromLocalFile(QFileInfo(m_path).absoluteFilePath()));
 }

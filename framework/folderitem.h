@@ -25,6 +25,11 @@ public:
     QString AbsolutePath() const;
     const QString& NativePath() const { return m_path; }
     QString Name() const;
+    // Copies the bytes over whatever is at the destination, which is replaced whole or not at all.
+    // False when the copy could not be made.
+    bool CopyFileTo(const FolderItem& destination) const;
+    // Opens the file in the system's viewer for its type.
+    void Launch(bool activate = true) const;
 
     std::unique_ptr<TextInputStream> OpenAsTextFile() const;
     // Replaces any older file; null when the file cannot be created.
@@ -38,6 +43,7 @@ namespace SpecialFolder {
 FolderItem Documents();
 }
 FolderItem PreferencesFolder();
+// A relative path is taken in the program's own folder.
 FolderItem GetFolderItem(const QString& path);
 
 // Lines are read and written as UTF-8 ended by a line feed; a CR before it is dropped on reading.

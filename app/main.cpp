@@ -1,4 +1,5 @@
 #include "app.h"
+#include "appcommands.h"
 #include "application.h"
 #include "principal.h"
 
@@ -10,7 +11,8 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("Tallyvane"));
     QApplication::setApplicationVersion(QStringLiteral(TALLYVANE_VERSION));
     App app;
-    Principal::Instance();
+    ApplicationAddMenuHandlers();
+    MakeDefaultView();
     // The opening runs inside the event loop, so a failure there can end it with Quit.
     QTimer::singleShot(0, [] {
         try {

@@ -148,6 +148,17 @@ void Principal::Projetos_Open()
     Projetos->setColumnType(8, 2);
 }
 
+// The headings from the preferences; the task list adds its two fixed ones.
+void Principal::SetHeadings()
+{
+    const App* app = App::Instance();
+    Projetos->setInitialValue(kTab + app->ColProjeto1 + kTab + app->ColProjeto2 + kTab + app->ColProjeto3 + kTab
+        + app->ColProjeto4 + kTab + app->ColProjeto5 + kTab + app->ColProjeto6 + kTab + QStringLiteral("Label") + kTab
+        + QStringLiteral("Ok"));
+    Contatos->setInitialValue(kTab + app->ColCliente1 + kTab + app->ColCliente2 + kTab + app->ColCliente3 + kTab
+        + app->ColCliente4 + kTab + app->ColCliente5 + kTab + app->ColCliente6);
+}
+
 void Principal::Open()
 {
     App* app = App::Instance();
@@ -161,11 +172,7 @@ void Principal::Open()
         + QStringList({app->ClientesColunaSize1, app->ClientesColunaSize2, app->ClientesColunaSize3,
                           app->ClientesColunaSize4, app->ClientesColunaSize5, app->ClientesColunaSize6})
               .join(QStringLiteral(",  ")));
-    Projetos->setInitialValue(kTab + app->ColProjeto1 + kTab + app->ColProjeto2 + kTab + app->ColProjeto3 + kTab
-        + app->ColProjeto4 + kTab + app->ColProjeto5 + kTab + app->ColProjeto6 + kTab + QStringLiteral("Label") + kTab
-        + QStringLiteral("Ok"));
-    Contatos->setInitialValue(kTab + app->ColCliente1 + kTab + app->ColCliente2 + kTab + app->ColCliente3 + kTab
-        + app->ColCliente4 + kTab + app->ColCliente5 + kTab + app->ColCliente6);
+    SetHeadings();
     CarregaContatos();
     CarregaProjetos();
     m_pagePanel->setValue(1);
@@ -742,3 +749,6 @@ bool Principal::Projetos_CellTextPaint(Graphics& g, int row, int, int, int)
     }
     return false;
 }
+
+// The mail campaign to the selected customers. Not part of this build yet: it does nothing.
+void Principal::Mailing() { }

@@ -11,7 +11,9 @@ class Graphics;
 class Listbox;
 class PagePanel;
 class QLabel;
+class QAction;
 class QPushButton;
+class QToolBar;
 
 // The main window: both lists on two pages, and the state their handlers share.
 class Principal : public QMainWindow, public MainWindowPort
@@ -72,6 +74,8 @@ public:
     void InsereProjeto();
     void CarregaProjetos();
     void ApagaProjeto();
+    // The list headings from App's preferences.
+    void SetHeadings();
 
     // The preferences' view of the window.
     int Height() const override;
@@ -92,6 +96,13 @@ public:
     void ContextualMenu1_Action(const QString& item);
     void ContextualMenu1_Open();
     void CarregaContextualMenu();
+
+    // ---- Commands. Toolbar11_Action and FazBackup are defined with the commands, which reach the
+    // windows built on top of this one.
+    QToolBar* Toolbar11 = nullptr;
+    void Toolbar11_Action(QAction* item);
+    void FazBackup();
+    void Mailing();
 
 protected:
     void closeEvent(QCloseEvent* event) override;

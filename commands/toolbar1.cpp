@@ -1,0 +1,68 @@
+#include "toolbar1.h"
+
+#include "canvas.h"
+#include "icons.h"
+#include "listbox.h"
+#include "principal.h"
+#include "wlabels.h"
+
+#include <QAction>
+#include <QPixmap>
+#include <QToolButton>
+
+Toolbar1::Toolbar1(QWidget* parent)
+    : QToolBar(parent)
+{
+    setObjectName(QStringLiteral("Toolbar11"));
+    setWindowTitle(QStringLiteral("Toolbar"));
+    setIconSize(QSize(32, 32));
+    setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    // It stands along the window's top, as the platform shows a window's toolbar.
+    setMovable(false);
+    setFloatable(false);
+    setContextMenuPolicy(Qt::PreventContextMenu);
+    tb_projetos = button(QStringLiteral("tb_projetos"), QStringLiteral("Projects"), icone_projetos32x32());
+    tb_clientes = button(QStringLiteral("tb_clientes"), QStringLiteral("Customers"), icone_clientes32x32());
+    tb_label = button(QStringLiteral("tb_label"), QStringLiteral("Label"), icone_labels32x32());
+    tb_mail = button(QStringLiteral("tb_mail"), QStringLiteral("E-Mail"), icone_mailing32x32());
+    tb_backup = button(QStringLiteral("tb_backup"), QStringLiteral("Backup"), icone_backup32x32());
+}
+
+QAction* Toolbar1::button(const QString& name, const QString& caption, const QImage& icon)
+{
+    auto* a = new QAction(QIcon(QPixmap::fromImage(icon)), caption, this);
+    a->setObjectName(name);
+    a->setEnabled(true);
+    a->setToolTip(QString());
+    addAction(a);
+    if (QWidget* w = widgetForAction(a)) {
+        w->setObjectName(name);
+        w->setMinimumWidth(72);
+    }
+    return a;
+}
+
+// ---- Principal's toolbar handler. It lives here, above the lists, since it reaches the
+// windows built on top of the main window.
+
+void Principal::Toolbar11_Action(QAction* item)
+{
+    const QString name = item->objectName();
+    if (name == QLatin1String("tb_projetos")) {
+        pagePanel()->setValue(1);
+        Projetos->SetFocus();
+        CarregaProjetos();
+    } else if (name == QLatin1String("tb_clientes")) {
+        pagePanel()->setValue(0);
+        CarregaContatos();
+        Contatos->SetFocus();
+    } else if (name == QLatin1String("tb_label")) {
+        wLabels::Instance()->ShowModal();
+    } else if (name == QLatin1String("tb_mail")) {
+        if (pagePanel()->Value() != 0)
+            pagePanel()->setValue(0);
+        Mailing();
+    } else if (name == QLatin1String("tb_backup")) {
+        FazBackup();
+    }
+}

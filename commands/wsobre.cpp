@@ -2,6 +2,7 @@
 
 #include "app.h"
 #include "desktop.h"
+#include "principal.h"
 #include "text.h"
 
 #include <QMouseEvent>
@@ -37,7 +38,7 @@ void ClickableText::mouseReleaseEvent(QMouseEvent* event)
 wSobre* wSobre::Instance()
 {
     if (!g_sobre)
-        g_sobre = new wSobre();
+        g_sobre = new wSobre(Principal::Exists() ? Principal::Instance() : nullptr);
     return g_sobre;
 }
 
@@ -51,7 +52,8 @@ QUrl wSobre::SellerPage()
     return QUrl(QStringLiteral("https://www.tallyvane.com/"));
 }
 
-wSobre::wSobre()
+wSobre::wSobre(QWidget* parent)
+    : QDialog(parent)
 {
     setObjectName(QStringLiteral("wSobre"));
     setAttribute(Qt::WA_DeleteOnClose);

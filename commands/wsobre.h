@@ -53,5 +53,5 @@ public:
     void reject() override;
 
 private:
-    wSobre();
+    explicit wSobre(QWidget* parent);
 };

@@ -10,6 +10,8 @@
 #include <QPushButton>
 #include <QTimer>
 
+using namespace Ui;
+
 // Both lists driven as a user drives them, checked against the database file.
 class TestLists : public QObject
 {
@@ -47,42 +49,6 @@ class TestLists : public QObject
         QCoreApplication::processEvents();
     }
 
-    static QPoint centre(Listbox* list, int row, int column)
-    {
-        return list->visualRect(list->model()->index(row, column)).center();
-    }
-    static void click(Listbox* list, int row, int column, Qt::KeyboardModifiers mods = {})
-    {
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, mods, centre(list, row, column));
-    }
-    static void doubleClick(Listbox* list, int row, int column)
-    {
-        click(list, row, column);
-        QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, centre(list, row, column));
-    }
-    static QLineEdit* editor(Listbox* list)
-    {
-        for (QLineEdit* e : list->viewport()->findChildren<QLineEdit*>()) {
-            if (e->isVisible())
-                return e;
-        }
-        return nullptr;
-    }
-    // Types into the open cell, then presses the key that ends it.
-    static void type(Listbox* list, const QString& text, Qt::Key end = Qt::Key_Tab)
-    {
-        QLineEdit* e = editor(list);
-        QVERIFY(e);
-        // QTest types Latin-1 only; other text arrives as one key event carrying it, as an input method sends it.
-        bool latin1 = std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 128; });
-        if (latin1) {
-            QTest::keyClicks(e, text);
-        } else {
-            QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, text);
-            QApplication::sendEvent(e, &press);
-        }
-        QTest::keyClick(e, end);
-    }
     // Answers the confirmation dialog as soon as it is shown.
     static void answerConfirmation(const std::function<void(confirma*)>& answer)
     {

@@ -1,0 +1,495 @@
+#include "appcommands.h"
+#include "canvas.h"
+#include "desktop.h"
+#include "icons.h"
+#include "menuhandlers.h"
+#include "programfixture.h"
+#include "wlabels.h"
+#include "wpreferencias.h"
+#include "wsobre.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTimer>
+#include <QToolBar>
+#include <QToolButton>
+
+using namespace Ui;
+
+// The menu bar, the toolbar and the windows they open, on the real main window and database file.
+class TestCommands : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<Program> m_program;
+    Principal* w = nullptr;
+    QList<QUrl> m_opened;
+
+    QString q(const QString& db, const QString& s) const { return Sql(db).query(s); }
+    QString q(const QString& s) const { return q(m_home->database(), s); }
+
+    QAction* item(const char* name) const { return w->menuBar()->findChild<QAction*>(QLatin1String(name)); }
+    QToolButton* button(const char* name) const
+    {
+        return w->findChild<QToolBar*>(QStringLiteral("Toolbar11"))->findChild<QToolButton*>(QLatin1String(name));
+    }
+    // The menu item by its shortcut when it has one, else chosen from its menu.
+    void choose(const char* name)
+    {
+        QAction* a = item(name);
+        QVERIFY(a);
+        if (!a->shortcut().isEmpty()) {
+            const QKeyCombination key = a->shortcut()[0];
+            QTest::keyClick(w, key.key(), key.keyboardModifiers());
+        } else {
+            a->trigger();
+        }
+    }
+    void press(const char* how)
+    {
+        if (qstrncmp(how, "tb_", 3) == 0)
+            QTest::mouseClick(button(how), Qt::LeftButton);
+        else
+            choose(how);
+    }
+    void addCustomer(const QString& name)
+    {
+        choose("FilekNovoContato");
+        type(w->Contatos, name, Qt::Key_Return);
+    }
+    QString heading(Listbox* list, int column) const
+    {
+        return list->model()->headerData(column, Qt::Horizontal).toString();
+    }
+
+private slots:
+    void init()
+    {
+        m_home = std::make_unique<TestHome>();
+        m_program = std::make_unique<Program>();
+        ApplicationAddMenuHandlers();
+        MakeDefaultView();
+        QVERIFY(m_program->start());
+        w = m_program->window();
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        m_opened.clear();
+        setExternalOpener([this](const QUrl& url) { m_opened << url; });
+    }
+    void cleanup()
+    {
+        setExternalOpener({});
+        QCOMPARE(DialogHooks::takeMessages(), QStringList()); // every test takes the messages it expects
+        m_program.reset();
+        m_home.reset();
+        QCoreApplication::setApplicationVersion(QStringLiteral(TALLYVANE_VERSION));
+    }
+
+    void pageCommands_data()
+    {
+        QTest::addColumn<QByteArray>("how");
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("page");
+        QTest::newRow("View > Projects") << QByteArray("kVisualizarkProjetos") << 0 << 1;
+        QTest::newRow("View > Customers") << QByteArray("kVisualizarkContatos") << 1 << 0;
+        QTest::newRow("Projects button") << QByteArray("tb_projetos") << 0 << 1;
+        QTest::newRow("Customers button") << QByteArray("tb_clientes") << 1 << 0;
+    }
+    // Each brings its page forward, focused, with what the file holds now.
+    void pageCommands()
+    {
+        QFETCH(QByteArray, how);
+        QFETCH(int, from);
+        QFETCH(int, page);
+        w->pagePanel()->setValue(from);
+        Sql(m_home->database()).exec("INSERT INTO Contatos (Nome) VALUES ('Behind')");
+        Sql(m_home->database()).exec("INSERT INTO Tarefas (Projeto, Ok) VALUES ('Behind', 0)");
+        QCOMPARE(w->Contatos->ListCount() + w->Projetos->ListCount(), 0);
+        press(how.constData());
+        QCOMPARE(w->pagePanel()->Value(), page);
+        Listbox* list = page == 0 ? w->Contatos : w->Projetos;
+        Listbox* other = page == 0 ? w->Projetos : w->Contatos;
+        QCOMPARE(QApplication::focusWidget(), list);
+        QCOMPARE(list->ListCount(), 1);
+        QCOMPARE(list->Cell(0, 1), QStringLiteral("Behind"));
+        QCOMPARE(other->ListCount(), 0); // only the page's own list reloads
+    }
+
+    void newRowCommands_data()
+    {
+        QTest::addColumn<QByteArray>("how");
+        QTest::addColumn<int>("page");
+        QTest::newRow("New Customer, Ctrl+N") << QByteArray("FilekNovoContato") << 0;
+        QTest::newRow("New Project, Ctrl+P") << QByteArray("FilekNovoProjeto") << 1;
+    }
+    // From the other page: the page switches and a new row opens for typing, as Add does.
+    void newRowCommands()
+    {
+        QFETCH(QByteArray, how);
+        QFETCH(int, page);
+        w->pagePanel()->setValue(1 - page);
+        choose(how.constData());
+        QCOMPARE(w->pagePanel()->Value(), page);
+        Listbox* list = page == 0 ? w->Contatos : w->Projetos;
+        QCOMPARE(list->ListCount(), 1);
+        QVERIFY(page == 0 ? w->modo_insere : w->modo_insere2);
+        QLineEdit* e = editor(list);
+        QVERIFY(e);
+        QCOMPARE(QApplication::focusWidget(), e);
+        type(list, QStringLiteral("Typed"), Qt::Key_Return);
+        QCOMPARE(q(page == 0 ? "SELECT Nome FROM Contatos" : "SELECT Projeto FROM Tarefas"), QStringLiteral("Typed"));
+    }
+
+    void mailCommandsBringTheCustomersForward_data()
+    {
+        QTest::addColumn<QByteArray>("how");
+        QTest::newRow("E-Mail, Ctrl+M") << QByteArray("kArquivokMail");
+        QTest::newRow("E-Mail button") << QByteArray("tb_mail");
+    }
+    void mailCommandsBringTheCustomersForward()
+    {
+        QFETCH(QByteArray, how);
+        addCustomer(QStringLiteral("Ann"));
+        w->pagePanel()->setValue(1);
+        press(how.constData());
+        QCOMPARE(w->pagePanel()->Value(), 0);
+        QCOMPARE(w->Contatos->ListCount(), 1); // the campaign is not built yet and touches nothing
+    }
+
+    void labelCommandsOpenTheEditorModally_data()
+    {
+        QTest::addColumn<QByteArray>("how");
+        QTest::newRow("View > Labels") << QByteArray("kVisualizarkEtiquetas");
+        QTest::newRow("Label button") << QByteArray("tb_label");
+    }
+    void labelCommandsOpenTheEditorModally()
+    {
+        QFETCH(QByteArray, how);
+        bool modal = false;
+        QTimer::singleShot(0, this, [&modal] {
+            wLabels* e = wLabels::Instance();
+            modal = e->isVisible() && e->isModal();
+            QTest::mouseClick(e->btCancela, Qt::LeftButton);
+        });
+        press(how.constData());
+        // The command returns only once the editor is gone.
+        QVERIFY(modal);
+        QVERIFY(!wLabels::Instance()->isVisible());
+    }
+
+    void exitClosesTheWindowAndRunsTheShutdown()
+    {
+        QVERIFY(!QFile::exists(m_home->prefs()));
+        choose("FileQuit");
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!Principal::Exists());
+        QCOMPARE(m_home->prefsLines().size(), 41);
+    }
+
+    // The Edit items work on the cell being typed in.
+    void editItemsActOnTheOpenCell()
+    {
+        choose("FilekNovoContato");
+        QLineEdit* e = editor(w->Contatos);
+        QVERIFY(e);
+        QTest::keyClicks(e, QStringLiteral("Hello"));
+        item("EditSelectAll")->trigger();
+        QCOMPARE(e->selectedText(), QStringLiteral("Hello"));
+        item("EditCut")->trigger();
+        QCOMPARE(e->text(), QString());
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("Hello"));
+        item("EditPaste")->trigger();
+        item("EditPaste")->trigger();
+        QCOMPARE(e->text(), QStringLiteral("HelloHello"));
+        item("EditUndo")->trigger();
+        QCOMPARE(e->text(), QStringLiteral("Hello"));
+        e->setSelection(1, 3);
+        item("EditCopy")->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("ell"));
+        item("EditClear")->trigger();
+        QCOMPARE(e->text(), QStringLiteral("Ho"));
+        QCOMPARE(w->Contatos->Cell(0, 1), QStringLiteral("Ho"));
+        // Without a text field in focus they are grey, and their keys go to the focused control.
+        QTest::keyClick(e, Qt::Key_Escape);
+        w->Projetos->SetFocus();
+        QVERIFY(!item("EditCut")->isEnabled());
+        QVERIFY(item("EditSelectAll")->isEnabled());
+    }
+
+    // Bound, but no item carries its name, so no user action reaches it.
+    void manualHandlerIsBoundButUnreachable()
+    {
+        QVERIFY(!item("kAjudaManual"));
+        const QString manual = QCoreApplication::applicationDirPath() + QStringLiteral("/manual.pdf");
+        QFile::remove(manual);
+        QVERIFY(MenuHandlers::Run(QStringLiteral("kAjudaManual")));
+        QCOMPARE(m_opened, QList<QUrl>());
+        QFile f(manual);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.close();
+        QVERIFY(MenuHandlers::Run(QStringLiteral("kAjudaManual")));
+        QFile::remove(manual);
+        QCOMPARE(m_opened, QList<QUrl>({QUrl::fromLocalFile(manual)}));
+    }
+
+    void toolbarStandsWhole()
+    {
+        auto* bar = w->findChild<QToolBar*>(QStringLiteral("Toolbar11"));
+        QVERIFY(bar && bar->isVisible());
+        QCOMPARE(w->toolBarArea(bar), Qt::TopToolBarArea);
+        QStringList names;
+        for (QAction* a : bar->actions()) {
+            names << a->objectName();
+            QVERIFY(a->isEnabled());
+            QVERIFY(button(a->objectName().toLatin1().constData())->isVisible());
+            // Each icon carries its mask: see-through somewhere, solid somewhere else.
+            const QImage img = a->icon().pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
+            QCOMPARE(img.size(), QSize(32, 32));
+            int clear = 0, solid = 0;
+            for (int y = 0; y < 32; ++y) {
+                for (int x = 0; x < 32; ++x) {
+                    const int alpha = qAlpha(img.pixel(x, y));
+                    clear += alpha == 0;
+                    solid += alpha == 255;
+                }
+            }
+            QVERIFY2(clear > 50 && solid > 200, qPrintable(a->objectName()));
+        }
+        QCOMPARE(names, QStringList({"tb_projetos", "tb_clientes", "tb_label", "tb_mail", "tb_backup"}));
+        for (const QImage* mask : {&icone_projetos32x32mask(), &icone_clientes32x32mask(), &icone_labels32x32mask(),
+                 &icone_mailing32x32mask(), &icone_backup32x32mask()})
+            QCOMPARE(mask->size(), QSize(32, 32));
+        // A page change or an open editor greys nothing.
+        choose("FilekNovoContato");
+        for (QAction* a : bar->actions())
+            QVERIFY(a->isEnabled());
+    }
+
+    // ---- Backup
+
+    void backup_data()
+    {
+        QTest::addColumn<QByteArray>("how");
+        QTest::addColumn<bool>("existing");
+        QTest::newRow("menu, new file") << QByteArray("FileBackup") << false;
+        QTest::newRow("button, new file") << QByteArray("tb_backup") << false;
+        QTest::newRow("menu, over an old file") << QByteArray("FileBackup") << true;
+    }
+    // The copy opens as a complete database, and the program goes on with its own file.
+    void backup()
+    {
+        QFETCH(QByteArray, how);
+        QFETCH(bool, existing);
+        addCustomer(QStringLiteral("Ann"));
+        addCustomer(QStringLiteral("Bob"));
+        w->pagePanel()->setValue(1);
+        choose("FilekNovoProjeto");
+        type(w->Projetos, QStringLiteral("Ledger"), Qt::Key_Return);
+        const QString copy = m_home->path() + QStringLiteral("/saved/Copy.rbd");
+        QDir().mkpath(QFileInfo(copy).path());
+        if (existing) {
+            QFile old(copy);
+            QVERIFY(old.open(QIODevice::WriteOnly));
+            old.write(QByteArray(100000, 'x'));
+        }
+        DialogHooks::pushAnswer("GetSaveFolderItem", copy);
+        press(how.constData());
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"Backup Ok"}));
+        QCOMPARE(q(copy, "PRAGMA integrity_check"), QStringLiteral("ok"));
+        QCOMPARE(q(copy, "SELECT Nome FROM Contatos ORDER BY Nome"), QStringLiteral("Ann\nBob"));
+        QCOMPARE(q(copy, "SELECT Projeto FROM Tarefas"), QStringLiteral("Ledger"));
+        QCOMPARE(q(copy, "SELECT count(*) FROM Labels"), QStringLiteral("1"));
+        QCOMPARE(QFileInfo(copy).size(), QFileInfo(m_home->database()).size());
+        addCustomer(QStringLiteral("Cid"));
+        QCOMPARE(q("SELECT count(*) FROM Contatos"), QStringLiteral("3"));
+        QCOMPARE(q(copy, "SELECT count(*) FROM Contatos"), QStringLiteral("2"));
+    }
+
+    void cancelledBackupCopiesNothing()
+    {
+        DialogHooks::pushAnswer("GetSaveFolderItem", QString());
+        QTest::mouseClick(button("tb_backup"), Qt::LeftButton);
+        QCOMPARE(QDir(m_home->path()).entryList(QDir::Files), QStringList());
+        QCOMPARE(QDir(m_home->dataFolder()).entryList(QDir::Files), QStringList({"Tally Vane.rbd"}));
+    }
+
+    // The real dialog: it opens in Documents on the database's own name, and the typed name is used.
+    void saveDialogOffersTheDatabaseName()
+    {
+        QString offered;
+        QTimer::singleShot(0, this, [&offered, this] {
+            QFileDialog* d = nullptr;
+            QTRY_VERIFY((d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())));
+            auto* name = d->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+            QVERIFY(name);
+            offered = QDir(d->directory()).filePath(name->text());
+            name->setText(m_home->path() + QStringLiteral("/Typed.rbd"));
+            QTest::keyClick(name, Qt::Key_Return);
+        });
+        choose("FileBackup");
+        QCOMPARE(offered, m_home->path() + QStringLiteral("/Documents/Tally Vane.rbd"));
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"Backup Ok"}));
+        QCOMPARE(q(m_home->path() + QStringLiteral("/Typed.rbd"), "PRAGMA integrity_check"), QStringLiteral("ok"));
+    }
+
+    // ---- Preferences
+
+    void preferencesOkSetsHeadingsAtOnceAndTheFileAtQuit()
+    {
+        w->pagePanel()->setValue(0);
+        choose("MenuPrefs");
+        wPreferencias* p = wPreferencias::Instance();
+        QVERIFY(p->isVisible() && !p->isModal());
+        QCOMPARE(p->tColCliente1->text(), heading(w->Contatos, 1));
+        Sql(m_home->database()).exec("INSERT INTO Contatos (Nome) VALUES ('Behind')");
+        Sql(m_home->database()).exec("INSERT INTO Tarefas (Projeto, Ok) VALUES ('Behind', 0)");
+        p->TabPanel1->setCurrentIndex(3);
+        p->tColCliente1->setText(QStringLiteral("Company"));
+        p->TabPanel1->setCurrentIndex(2);
+        p->tColProjeto6->clear();
+        p->TabPanel1->setCurrentIndex(1);
+        p->eServidor->setText(QStringLiteral("smtp.example.com"));
+        p->eMensagem->setPlainText(QStringLiteral("Hi,\nnews."));
+        QTest::mouseClick(p->btok, Qt::LeftButton);
+        QVERIFY(!p->isVisible());
+        QCOMPARE(heading(w->Contatos, 1), QStringLiteral("Company"));
+        QCOMPARE(heading(w->Projetos, 6), QString());
+        QCOMPARE(heading(w->Projetos, 7), QStringLiteral("Label"));
+        QCOMPARE(m_program->app()->MailServidor, QStringLiteral("smtp.example.com"));
+        // The customers stay in front as they were; only the tasks reload.
+        QCOMPARE(w->pagePanel()->Value(), 0);
+        QCOMPARE(w->Contatos->ListCount(), 0);
+        QCOMPARE(w->Projetos->ListCount(), 1);
+        QVERIFY(!m_home->prefsLines().join('\n').contains(QStringLiteral("Company")));
+        m_program->quit();
+        const QStringList lines = m_home->prefsLines();
+        QVERIFY(lines.contains(QStringLiteral("Company")));
+        QVERIFY(lines.contains(QStringLiteral("smtp.example.com")));
+    }
+
+    void preferencesKeys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<bool>("applied");
+        QTest::newRow("Return presses Ok") << int(Qt::Key_Return) << true;
+        QTest::newRow("Escape presses Cancel") << int(Qt::Key_Escape) << false;
+    }
+    void preferencesKeys()
+    {
+        QFETCH(int, key);
+        QFETCH(bool, applied);
+        const QString before = m_program->app()->MailAssunto;
+        choose("MenuPrefs");
+        wPreferencias* p = wPreferencias::Instance();
+        p->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(p));
+        p->TabPanel1->setCurrentIndex(1);
+        p->eAssunto->setFocus();
+        QTest::keyClicks(p->eAssunto, QStringLiteral("News"));
+        QTest::keyClick(p->eAssunto, Qt::Key(key));
+        QVERIFY(!p->isVisible());
+        QCOMPARE(m_program->app()->MailAssunto, applied ? before + QStringLiteral("News") : before);
+        // A Return in the message field is a new line, not Ok.
+        p->show();
+        p->eMensagem->setFocus();
+        QTest::keyClick(p->eMensagem, Qt::Key_Return);
+        QVERIFY(p->isVisible());
+    }
+
+    // The switch acts as it changes; Cancel hides the window, which keeps what was typed.
+    void preferencesCancelKeepsTheWindowAndTheSwitch()
+    {
+        const bool was = m_program->app()->PintaFundo;
+        choose("MenuPrefs");
+        wPreferencias* p = wPreferencias::Instance();
+        QTest::mouseClick(p->CoresFundo, Qt::LeftButton);
+        QCOMPARE(m_program->app()->PintaFundo, !was);
+        p->tColProjeto1->setText(QStringLiteral("Typed"));
+        p->TabPanel1->setCurrentIndex(2);
+        QTest::mouseClick(p->btCancela, Qt::LeftButton);
+        QVERIFY(!p->isVisible());
+        QCOMPARE(m_program->app()->PintaFundo, !was);
+        QVERIFY(m_program->app()->ColProjeto1 != QStringLiteral("Typed"));
+        choose("MenuPrefs");
+        QCOMPARE(wPreferencias::Instance(), p);
+        QCOMPARE(p->tColProjeto1->text(), QStringLiteral("Typed"));
+        QCOMPARE(p->TabPanel1->currentIndex(), 2);
+        // The close box ends it: the next one is filled from App again.
+        p->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!wPreferencias::Exists());
+        choose("MenuPrefs");
+        QCOMPARE(wPreferencias::Instance()->tColProjeto1->text(), m_program->app()->ColProjeto1);
+        QCOMPARE(wPreferencias::Instance()->CoresFundo->isChecked(), !was);
+    }
+
+    // ---- About
+
+    void aboutVersion_data()
+    {
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("bug version 0") << "1.2.0"
+                                       << "v1.2";
+        QTest::newRow("bug version 3") << "1.2.3"
+                                       << "v1.2.3";
+        QTest::newRow("two digits") << "10.0.12"
+                                    << "v10.0.12";
+    }
+    void aboutVersion()
+    {
+        QFETCH(QString, version);
+        QFETCH(QString, text);
+        QCoreApplication::setApplicationVersion(version);
+        choose("kArquivokSobre");
+        wSobre* a = wSobre::Instance();
+        QVERIFY(a->isVisible());
+        QCOMPARE(a->Versao_numero->text(), text);
+        QTest::mouseClick(a->bt_ok, Qt::LeftButton);
+        QVERIFY(!a->isVisible());
+        // The same window comes back with the same text.
+        QCoreApplication::setApplicationVersion(QStringLiteral("9.9.9"));
+        choose("kArquivokSobre");
+        QCOMPARE(wSobre::Instance(), a);
+        QCOMPARE(a->Versao_numero->text(), text);
+    }
+
+    void aboutLinesOpenThePage_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("releaseOutside");
+        QTest::newRow("first line") << QByteArray("StaticText1") << false;
+        QTest::newRow("credit line") << QByteArray("StaticText3") << false;
+        QTest::newRow("released outside") << QByteArray("StaticText1") << true;
+    }
+    void aboutLinesOpenThePage()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(bool, releaseOutside);
+        choose("kArquivokSobre");
+        wSobre* a = wSobre::Instance();
+        QLabel* text = a->findChild<QLabel*>(QLatin1String(line));
+        QVERIFY(text);
+        QTest::mousePress(text, Qt::LeftButton, {}, QPoint(text->width() / 2, 10));
+        QVERIFY(a->isVisible());
+        QTest::mouseRelease(
+            text, Qt::LeftButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(text->width() / 2, 10));
+        QCOMPARE(m_opened, QList<QUrl>({wSobre::SellerPage()}));
+        QVERIFY(wSobre::SellerPage().scheme().startsWith(QStringLiteral("http")));
+        QVERIFY(!a->isVisible());
+        QCOMPARE(wSobre::Instance(), a);
+    }
+};
+
+QTEST_MAIN(TestCommands)
+#include "tst_commands.moc"

@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
+#include <QToolBar>
 
 namespace {
 QPointer<Principal> g_principal;
@@ -206,9 +207,18 @@ void Principal::closeEvent(QCloseEvent* event)
     }
 }
 
+// The height of the pages, as designed: the menu bar and toolbar above them are not counted, so the
+// lists keep their size whether or not the bars stand there.
+int Principal::barsHeight() const
+{
+    int h = menuWidget() ? menuWidget()->sizeHint().height() : 0;
+    if (Toolbar11 && !Toolbar11->isHidden())
+        h += Toolbar11->sizeHint().height();
+    return h;
+}
 int Principal::Height() const
 {
-    return geometry().height();
+    return geometry().height() - barsHeight();
 }
 int Principal::Left() const
 {
@@ -226,7 +236,7 @@ int Principal::Width() const
 void Principal::setHeight(int value)
 {
     QRect g = geometry();
-    g.setHeight(value);
+    g.setHeight(value + barsHeight());
     setGeometry(g);
 }
 

@@ -110,6 +110,7 @@ protected:
 private:
     Principal();
     void CreateControls();
+    int barsHeight() const;
     void OpenControls();
     bool contatoCellsEmpty(int row) const;
     bool projetoCellsEmpty(int row) const;

@@ -189,11 +189,14 @@ private slots:
 
     void exitClosesTheWindowAndRunsTheShutdown()
     {
+        // The bars stand above the pages, which keep the stored height.
+        QCOMPARE(w->centralWidget()->height(), 463);
         QVERIFY(!QFile::exists(m_home->prefs()));
         choose("FileQuit");
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!Principal::Exists());
         QCOMPARE(m_home->prefsLines().size(), 41);
+        QCOMPARE(m_home->prefsLines().at(6), QStringLiteral("463"));
     }
 
     // The Edit items work on the cell being typed in.

@@ -1,0 +1,90 @@
+#include "tcpsocket.h"
+
+#include "application.h"
+
+#include <QTcpSocket>
+
+namespace {
+quint16 g_port25 = 0;
+
+// Events come from the event loop: what they throw goes to the last-resort handler here, rather
+// than through the toolkit's own frames.
+template <typename F> void guarded(F f)
+{
+    try {
+        f();
+    } catch (const std::exception& e) {
+        Application::ReportUnhandled(e);
+    }
+}
+} // namespace
+
+TCPSocket::TCPSocket()
+    : m_socket(new QTcpSocket(this))
+{
+    connect(m_socket, &QTcpSocket::connected, this, [this] { guarded([this] { Connected(); }); });
+    connect(m_socket, &QTcpSocket::readyRead, this, &TCPSocket::received);
+    connect(m_socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError code) {
+        if (Error)
+            guarded([this, code] { Error(int(code)); });
+    });
+}
+
+TCPSocket::~TCPSocket() = default;
+
+void TCPSocket::redirectPort25(quint16 port)
+{
+    g_port25 = port;
+}
+
+QString TCPSocket::LocalAddress() const
+{
+    return m_socket->localAddress().toString();
+}
+
+void TCPSocket::Connect()
+{
+    m_buffer.clear();
+    if (m_socket->state() != QAbstractSocket::UnconnectedState)
+        m_socket->abort();
+    const quint16 port = (Port == 25 && g_port25) ? g_port25 : quint16(Port);
+    m_socket->connectToHost(Address, port);
+}
+
+void TCPSocket::Close()
+{
+    m_socket->abort();
+}
+
+bool TCPSocket::IsConnected() const
+{
+    return m_socket->state() == QAbstractSocket::ConnectedState;
+}
+
+void TCPSocket::Write(const QByteArray& data)
+{
+    m_socket->write(data);
+}
+
+void TCPSocket::Write(const QString& text)
+{
+    Write(text.toUtf8());
+}
+
+QString TCPSocket::Lookahead() const
+{
+    return QString::fromLatin1(m_buffer);
+}
+
+QString TCPSocket::ReadAll()
+{
+    const QString text = QString::fromLatin1(m_buffer);
+    m_buffer.clear();
+    return text;
+}
+
+void TCPSocket::received()
+{
+    m_buffer += m_socket->readAll();
+    guarded([this] { DataAvailable(); });
+}

@@ -1,0 +1,274 @@
+#include "emailmessage.h"
+
+#include "date.h"
+#include "random.h"
+#include "text.h"
+
+namespace {
+const QString kCRLF = QStringLiteral("\r\n");
+
+QString unfold(const QString& text, const QString& eol)
+{
+    return ReplaceAll(
+        ReplaceAll(text, eol + QLatin1Char(' '), QStringLiteral(" ")), eol + QLatin1Char('\t'), QStringLiteral(" "));
+}
+
+// Everything before the first occurrence of what, or the whole text.
+QString before(const QString& text, const QString& what)
+{
+    const qsizetype at = InStr(text, what);
+    return at == 0 ? text : text.left(at - 1);
+}
+
+// Everything after the first occurrence of what, or nothing.
+QString after(const QString& text, const QString& what)
+{
+    const qsizetype at = InStr(text, what);
+    return at == 0 ? QString() : text.mid(at - 1 + what.size());
+}
+} // namespace
+
+EmailMessage::EmailMessage()
+    : Headers(std::make_unique<EmailHeaders>())
+{
+}
+
+void EmailMessage::AddRecipient(const QString& address)
+{
+    _AddEmailHeader(QStringLiteral("To"), ReplaceAll(address, QStringLiteral(","), QString()));
+}
+
+QString EmailMessage::ToAddress() const
+{
+    return Headers->CommaSeparatedValues(QStringLiteral("To"));
+}
+
+void EmailMessage::AddCCRecipient(const QString& address)
+{
+    _AddEmailHeader(QStringLiteral("CC"), ReplaceAll(address, QStringLiteral(","), QString()));
+}
+
+QString EmailMessage::CCAddress() const
+{
+    return Headers->CommaSeparatedValues(QStringLiteral("CC"));
+}
+
+void EmailMessage::AddBCCRecipient(const QString& address)
+{
+    _AddEmailHeader(QStringLiteral("BCC"), ReplaceAll(address, QStringLiteral(","), QString()));
+}
+
+QString EmailMessage::BCCAddress() const
+{
+    return Headers->CommaSeparatedValues(QStringLiteral("BCC"));
+}
+
+void EmailMessage::_AddEmailHeader(const QString& name, const QString& value)
+{
+    // One entry per address field, holding the whole list.
+    QString list = Headers->CommaSeparatedValues(name);
+    list = list.isEmpty() ? value : list + QStringLiteral(", ") + value;
+    Headers->Delete(name);
+    Headers->SetHeader(name, list);
+}
+
+void EmailMessage::setSubject(const QString& text)
+{
+    Headers->SetHeader(QStringLiteral("Subject"), text);
+}
+
+QString EmailMessage::Subject() const
+{
+    return Headers->Value(QStringLiteral("Subject"));
+}
+
+QString EmailMessage::FromAddress() const
+{
+    return Headers->Value(QStringLiteral("From"));
+}
+
+void EmailMessage::setFromAddress(const QString& text)
+{
+    Headers->SetHeader(QStringLiteral("From"), text);
+}
+
+QString EmailMessage::_GetEmailDateStr(const Date* date)
+{
+    const Date now;
+    const Date& d = date ? *date : now;
+    return NthField(QStringLiteral("Sun,Mon,Tue,Wed,Thu,Fri,Sat"), QStringLiteral(","), d.DayOfWeek())
+        + QStringLiteral(", ") + Str(d.Day()) + QLatin1Char(' ')
+        + NthField(QStringLiteral("Jan,Feb,Mar,Apr,May,Jun,Jul,Aug,Sep,Oct,Nov,Dec"), QStringLiteral(","), d.Month())
+        + QLatin1Char(' ') + Str(d.Year()) + QLatin1Char(' ') + Format(d.Hour(), QStringLiteral("00"))
+        + QLatin1Char(':') + Format(d.Minute(), QStringLiteral("00")) + QLatin1Char(':')
+        + Format(d.Second(), QStringLiteral("00")) + QLatin1Char(' ') + _GetGMTOffset();
+}
+
+// Hours times 100, so a zone of +5.5 hours reads +0550.
+QString EmailMessage::_GetGMTOffset()
+{
+    return Format(Date().GMTOffset() * 100.0, QStringLiteral("+0000"));
+}
+
+QString EmailMessage::_GenerateBoundary()
+{
+    const QString alphabet = QStringLiteral("abcdefghijklmnopqrstuvwxyz0123456789");
+    QString b;
+    for (int i = 0; i < 12; ++i)
+        b += Mid(alphabet, qsizetype(Rnd() * 36 + 1.0), 1);
+    return b;
+}
+
+QString EmailMessage::_FormatBody() const
+{
+    const QString bodies[] = {BodyPlainText, BodyHTML, BodyEnriched};
+    const QString types[]
+        = {QStringLiteral("text/plain;"), QStringLiteral("text/html;"), QStringLiteral("text/enriched;")};
+    int present = 0;
+    for (const QString& b : bodies)
+        present += !b.isEmpty();
+    QString out;
+    QString delimiter;
+    if (present > 1) {
+        const QString boundary = _GenerateBoundary();
+        out = QStringLiteral("Content-Type: multipart/alternative; boundary=\"") + boundary + QLatin1Char('"');
+        delimiter = QStringLiteral("--") + boundary;
+    }
+    for (int i = 0; i < 3; ++i) {
+        if (bodies[i].isEmpty())
+            continue;
+        QString type = types[i];
+        if (!delimiter.isEmpty())
+            out += kCRLF + kCRLF + delimiter + kCRLF;
+        else if (Headers->NameCount(QStringLiteral("Content-type")) > 0)
+            type = Headers->Value(QStringLiteral("Content-type"));
+        out += QStringLiteral("Content-type: ") + type;
+        if (Headers->NameCount(QStringLiteral("Content-transfer-encoding")) == 0)
+            out += kCRLF + QStringLiteral("Content-transfer-encoding: 7bit");
+        out += kCRLF + kCRLF + bodies[i];
+    }
+    if (!delimiter.isEmpty())
+        out += kCRLF + kCRLF + delimiter + QStringLiteral("--");
+    return out;
+}
+
+QString EmailMessage::Source()
+{
+    const QString EOL = kCRLF;
+    const QString body = _FormatBody();
+    Headers->Delete(QStringLiteral("Content-Type"));
+    QString result;
+    if (Attachments.isEmpty()) {
+        // The body's own header lines become headers of the message.
+        const QString head = ReplaceAll(before(body, EOL + EOL), EOL + QLatin1Char(' '), QStringLiteral(" "));
+        const QString rest = after(body, EOL + EOL);
+        for (const QString& line : Split(head, EOL))
+            Headers->SetHeader(NthField(line, QStringLiteral(":"), 1), after(line, QStringLiteral(": ")));
+        result = Headers->_FormatEmailHeaders() + EOL + EOL + rest + EOL + QLatin1Char('.');
+    } else {
+        const QString b = _GenerateBoundary();
+        Headers->SetHeader(
+            QStringLiteral("Content-Type"), QStringLiteral("multipart/mixed; boundary=\"") + b + QLatin1Char('"'));
+        Headers->SetHeader(QStringLiteral("Mime-Version"), QStringLiteral("1.0"));
+        result = Headers->_FormatEmailHeaders() + EOL + EOL + QStringLiteral("--") + b + EOL + body + EOL;
+        for (const EmailAttachment& a : std::as_const(Attachments))
+            result += EOL + EOL + QStringLiteral("--") + b + EOL + a._FormatAttachment();
+        result += EOL + EOL + QStringLiteral("--") + b + QStringLiteral("--") + EOL + QLatin1Char('.');
+    }
+    return _ConvertEOLCharacter(result, EOL);
+}
+
+QString EmailMessage::_ConvertEOLCharacter(const QString& text, const QString& eol)
+{
+    QString t = text;
+    t.replace(kCRLF, QStringLiteral("\n"));
+    t.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    t.replace(QStringLiteral("\n"), eol);
+    return t;
+}
+
+QString EmailMessage::_DetermineEOLCharacter(const QString& text)
+{
+    return InternetHeaders::_DetermineEOLCharacter(text);
+}
+
+void EmailMessage::setSource(const QString& text)
+{
+    _rawSource = text;
+    const QString eol = _DetermineEOLCharacter(text);
+    Headers = std::make_unique<EmailHeaders>();
+    Headers->_ParseHeaders(before(text, eol + eol));
+    QString body;
+    if (InStr(text, eol + eol) > 0) {
+        body = after(text, eol + eol);
+        // Always three: right for CR LF and the dot, one too many with a one-character line end.
+        if (Right(body, eol.size() + 1) == eol + QLatin1Char('.'))
+            body.chop(3);
+    }
+    BodyPlainText.clear();
+    BodyHTML.clear();
+    BodyEnriched.clear();
+    QString boundary = NthField(Headers->Value(QStringLiteral("Content-Type")), QStringLiteral("boundary="), 2);
+    boundary = Trim(ReplaceAll(NthField(boundary, QStringLiteral(";"), 1), QStringLiteral("\""), QString()));
+    if (!boundary.isEmpty()) {
+        body = before(body, eol + QStringLiteral("--") + boundary + QStringLiteral("--"));
+        const QString separator = QStringLiteral("--") + boundary + eol;
+        _ParseBodyBoundary(after(body, separator), separator);
+    } else {
+        _ProcessBodyData(QStringLiteral("Content-Type: ") + Headers->Value(QStringLiteral("Content-Type")), body);
+    }
+}
+
+void EmailMessage::_ParseBodyBoundary(const QString& text, const QString& separator)
+{
+    parseParts(text, separator, 0);
+}
+
+void EmailMessage::parseParts(const QString& text, const QString& separator, int depth)
+{
+    const QString eol = text.contains(kCRLF) ? kCRLF : QStringLiteral("\r");
+    for (const QString& part : Split(text, separator)) {
+        const QString headerText = unfold(before(part, eol + eol), eol);
+        const QString data = after(part, eol + eol);
+        QString inner = NthField(NthField(headerText, QStringLiteral("Content-Type: "), 2), eol, 1);
+        inner = NthField(NthField(inner, QStringLiteral("boundary="), 2), QStringLiteral(";"), 1);
+        inner = ReplaceAll(inner, QStringLiteral("\""), QString());
+        // Real mail nests a few levels; a deeper part is taken as it stands, so that no text can
+        // exhaust the stack.
+        if (!inner.isEmpty() && depth < kMaxNesting) {
+            const QString delimiter = QStringLiteral("--") + inner;
+            const QString cut = before(data, eol + delimiter + QStringLiteral("--"));
+            parseParts(after(cut, delimiter + eol), delimiter + eol, depth + 1);
+        } else {
+            _ProcessBodyData(headerText, data);
+        }
+    }
+}
+
+void EmailMessage::_ProcessBodyData(const QString& headerText, const QString& data)
+{
+    const QString eol = _DetermineEOLCharacter(data);
+    QString type
+        = NthField(NthField(NthField(headerText, QStringLiteral("Content-Type: "), 2), QStringLiteral(";"), 1), eol, 1);
+    if (type.isEmpty())
+        type = QStringLiteral("text/plain");
+    QString disposition = NthField(NthField(headerText, QStringLiteral("Content-Disposition: "), 2), eol, 1);
+    if (asciiLower(disposition) != QLatin1String("attachment")) {
+        const QString t = asciiLower(type);
+        if (t == QLatin1String("text/plain"))
+            BodyPlainText = data;
+        else if (t == QLatin1String("text/html"))
+            BodyHTML = data;
+        else if (t == QLatin1String("text/enriched"))
+            BodyEnriched = data;
+        else if (!headerText.isEmpty())
+            disposition = QStringLiteral("attachment");
+        else
+            return;
+    }
+    if (asciiLower(disposition) == QLatin1String("attachment")) {
+        EmailAttachment a;
+        a.ParseAttachment(type, headerText, data);
+        Attachments.append(a);
+    }
+}

@@ -1,0 +1,190 @@
+#include "internetheaders.h"
+
+#include "text.h"
+
+namespace {
+const QString kCRLF = QStringLiteral("\r\n");
+}
+
+QString InternetHeaders::key(const QString& name, qint32 number)
+{
+    return number < 1 ? name : name + QLatin1Char(':') + Str(number);
+}
+
+qint32 InternetHeaders::Count() const
+{
+    return qint32(_Headers.Count());
+}
+
+QString InternetHeaders::Name(qint32 index) const
+{
+    return NthField(_Headers.Key(index), QStringLiteral(":"), 1);
+}
+
+qint32 InternetHeaders::NameCount(const QString& name) const
+{
+    if (!_Headers.HasKey(name))
+        return 0;
+    qint32 n = 1;
+    while (_Headers.HasKey(key(name, n)))
+        ++n;
+    return n;
+}
+
+QString InternetHeaders::Source() const
+{
+    if (!_rawHeaders.isEmpty())
+        return _rawHeaders;
+    return _FormatHTTPHeaders();
+}
+
+QString InternetHeaders::Value(const QString& name) const
+{
+    return Value(name, 0);
+}
+
+QString InternetHeaders::Value(const QString& name, qint32 number) const
+{
+    return _Headers.Value(key(name, number));
+}
+
+QString InternetHeaders::Value(qint32 index) const
+{
+    if (index < 0 || index >= _Headers.Count())
+        return QString();
+    return _Headers.ValueAt(index);
+}
+
+void InternetHeaders::_ParseHeaders(const QString& text)
+{
+    _rawHeaders = text;
+    const QString eol = _DetermineEOLCharacter(text);
+    _Headers.Clear();
+    QString unfolded = ReplaceAll(text, eol + QLatin1Char(' '), QStringLiteral(" "));
+    unfolded = ReplaceAll(unfolded, eol + QLatin1Char('\t'), QStringLiteral(" "));
+    for (const QString& line : Split(unfolded, eol)) {
+        const qsizetype colon = line.indexOf(QLatin1Char(':'));
+        if (colon < 0)
+            continue;
+        AppendHeader(line.left(colon), LTrim(line.mid(colon + 1)));
+    }
+}
+
+void InternetHeaders::AppendHeader(const QString& name, const QString& value)
+{
+    QString k = name;
+    for (qint32 n = 0; _Headers.HasKey(k);) {
+        ++n;
+        k = NthField(k, QStringLiteral(":"), 1) + QLatin1Char(':') + Str(n);
+    }
+    _Headers.setValue(k, value);
+}
+
+void InternetHeaders::SetHeader(const QString& name, const QString& value)
+{
+    if (NameCount(name) >= 2)
+        Delete(name);
+    _Headers.setValue(name, value);
+}
+
+void InternetHeaders::SetHeader(const QString& name, const QString& value, qint32 number)
+{
+    const QString k = key(name, number);
+    if (_Headers.HasKey(k))
+        _Headers.setValue(k, value);
+    else
+        AppendHeader(k, value);
+}
+
+void InternetHeaders::Delete(const QString& name)
+{
+    const qint32 count = NameCount(name);
+    if (count <= 0)
+        return;
+    for (qint32 n = 0; n < count; ++n)
+        _Headers.Remove(key(name, n));
+}
+
+void InternetHeaders::Delete(const QString& name, qint32 number)
+{
+    const QString k = key(name, number);
+    if (!_Headers.HasKey(k))
+        return;
+    _Headers.Remove(k);
+    // Close the gap: every later number moves down by one. The numbers always carry their colon
+    // here, so a number below 0 finds nothing to move.
+    for (qint64 n = qint64(number) + 1;; ++n) {
+        const QString next = name + QLatin1Char(':') + Str(n);
+        if (!_Headers.HasKey(next))
+            return;
+        _Headers.setValue(n - 1 == 0 ? name : name + QLatin1Char(':') + Str(n - 1), _Headers.Value(next));
+        _Headers.Remove(next);
+    }
+}
+
+QString InternetHeaders::CommaSeparatedValues(const QString& name) const
+{
+    const qint32 count = NameCount(name);
+    QString out;
+    for (qint32 n = 0; n < count; ++n) {
+        if (n > 0)
+            out += QStringLiteral(", ");
+        out += Value(name, n);
+    }
+    return out;
+}
+
+QString InternetHeaders::_DetermineEOLCharacter(const QString& text)
+{
+    if (text.contains(kCRLF))
+        return kCRLF;
+    if (text.contains(QLatin1Char('\n')))
+        return QStringLiteral("\n");
+    if (text.contains(QLatin1Char('\r')))
+        return QStringLiteral("\r");
+    return kCRLF;
+}
+
+void InternetHeaders::DeleteAllHeaders()
+{
+    _Headers.Clear();
+}
+
+QString InternetHeaders::_FormatHTTPHeaders() const
+{
+    QString out;
+    for (qsizetype i = 0; i < _Headers.Count(); ++i) {
+        if (i > 0)
+            out += kCRLF;
+        out += NthField(_Headers.Key(i), QStringLiteral(":"), 1) + QStringLiteral(": ") + _Headers.ValueAt(i);
+    }
+    return out;
+}
+
+QString InternetHeaders::_FormatEmailHeaders() const
+{
+    QString out;
+    auto line
+        = [&out](const QString& name, const QString& value) { out += kCRLF + name + QStringLiteral(": ") + value; };
+    if (_Headers.HasKey(QStringLiteral("Return-Path")))
+        line(QStringLiteral("Return-Path"), Value(QStringLiteral("Return-Path")));
+    const qint32 received = NameCount(QStringLiteral("Received"));
+    for (qint32 n = 0; n < received; ++n)
+        line(QStringLiteral("Received"), Value(QStringLiteral("Received"), n));
+    for (const char* name : {"Date", "Subject", "From"}) {
+        if (_Headers.HasKey(QLatin1String(name)))
+            line(QLatin1String(name), Value(QLatin1String(name)));
+    }
+    // BCC is listed and has no line of its own: that keeps blind copies out of the message.
+    for (const char* name : {"To", "CC"}) {
+        if (NameCount(QLatin1String(name)) > 0)
+            line(QLatin1String(name), CommaSeparatedValues(QLatin1String(name)));
+    }
+    const QString listed = QStringLiteral(":Date:Subject:From:To:CC:BCC:Received:Return-Path:");
+    for (qsizetype i = 0; i < _Headers.Count(); ++i) {
+        const QString name = NthField(_Headers.Key(i), QStringLiteral(":"), 1);
+        if (InStr(listed, QLatin1Char(':') + name + QLatin1Char(':')) == 0)
+            line(name, _Headers.ValueAt(i));
+    }
+    return out.mid(kCRLF.size());
+}

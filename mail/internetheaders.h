@@ -1,0 +1,44 @@
+#pragma once
+
+#include "dictionary.h"
+
+#include <QString>
+
+// Named text values of an internet message, with repeated names stored as "Name", "Name:1",
+// "Name:2"... Names compare without regard to case.
+class InternetHeaders
+{
+public:
+    InternetHeaders() = default;
+    virtual ~InternetHeaders() = default;
+
+    qint32 Count() const;
+    QString Name(qint32 index) const;
+    qint32 NameCount(const QString& name) const;
+    QString Source() const;
+    QString Value(const QString& name) const;
+    QString Value(const QString& name, qint32 number) const;
+    QString Value(qint32 index) const;
+    void _ParseHeaders(const QString& text);
+    void AppendHeader(const QString& name, const QString& value);
+    void SetHeader(const QString& name, const QString& value);
+    void SetHeader(const QString& name, const QString& value, qint32 number);
+    void Delete(const QString& name);
+    void Delete(const QString& name, qint32 number);
+    QString CommaSeparatedValues(const QString& name) const;
+    static QString _DetermineEOLCharacter(const QString& text);
+    void DeleteAllHeaders();
+    QString _FormatHTTPHeaders() const;
+    QString _FormatEmailHeaders() const;
+
+private:
+    static QString key(const QString& name, qint32 number);
+
+    Dictionary _Headers;
+    QString _rawHeaders;
+};
+
+// The header store of a mail message.
+class EmailHeaders : public InternetHeaders
+{
+};

@@ -1,0 +1,544 @@
+#include "date.h"
+#include "emailmessage.h"
+#include "folderitem.h"
+#include "random.h"
+#include "text.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+#include <ctime>
+
+// The header store, attachments and the message text, byte for byte.
+class TestMailText : public QObject
+{
+    Q_OBJECT
+
+    // "\n" in a test's text stands for CR LF.
+    static QString crlf(QString s) { return s.replace(QStringLiteral("\n"), QStringLiteral("\r\n")); }
+
+    // Runs one operation: "A name value", "S name value", "S# name value n", "D name", "D# name n",
+    // "P text" (the text after "P ", with \n as CR LF).
+    static void run(InternetHeaders& h, const QString& op)
+    {
+        const QStringList f = op.split(QLatin1Char(' '));
+        const QString cmd = f.value(0);
+        if (cmd == QLatin1String("A"))
+            h.AppendHeader(f.value(1), f.value(2));
+        else if (cmd == QLatin1String("S"))
+            h.SetHeader(f.value(1), f.value(2));
+        else if (cmd == QLatin1String("S#"))
+            h.SetHeader(f.value(1), f.value(2), f.value(3).toInt());
+        else if (cmd == QLatin1String("D"))
+            h.Delete(f.value(1));
+        else if (cmd == QLatin1String("D#"))
+            h.Delete(f.value(1), f.value(2).toInt());
+        else if (cmd == QLatin1String("P"))
+            h._ParseHeaders(crlf(op.mid(2)));
+        else
+            QFAIL(qPrintable(op));
+    }
+    // Answers one probe: "count", "n:X" NameCount, "v:X:k" Value by name and number, "csv:X",
+    // "dump" (every index as name=value), "email" and "source" (CR LF shown as |).
+    static QString probe(const InternetHeaders& h, const QString& p)
+    {
+        const QStringList f = p.split(QLatin1Char(':'));
+        if (p == QLatin1String("count"))
+            return QString::number(h.Count());
+        if (f[0] == QLatin1String("n"))
+            return QString::number(h.NameCount(f[1]));
+        if (f[0] == QLatin1String("v"))
+            return f.size() > 2 ? h.Value(f[1], f[2].toInt()) : h.Value(f[1]);
+        if (f[0] == QLatin1String("csv"))
+            return h.CommaSeparatedValues(f[1]);
+        if (p == QLatin1String("dump")) {
+            QStringList out;
+            for (int i = 0; i < h.Count(); ++i)
+                out << h.Name(i) + QLatin1Char('=') + h.Value(i);
+            return out.join(QLatin1Char(','));
+        }
+        if (p == QLatin1String("email"))
+            return h._FormatEmailHeaders().replace(QStringLiteral("\r\n"), QStringLiteral("|"));
+        if (p == QLatin1String("source"))
+            return h.Source().replace(QStringLiteral("\r\n"), QStringLiteral("|"));
+        return QStringLiteral("?");
+    }
+
+private slots:
+    void textHelpers_data()
+    {
+        QTest::addColumn<QString>("got");
+        QTest::addColumn<QString>("want");
+        QTest::newRow("InStr ignores case") << Str(InStr("Hello World", "WORLD")) << "7";
+        QTest::newRow("InStr absent") << Str(InStr("abc", "x")) << "0";
+        QTest::newRow("InStr from start") << Str(InStr(3, "abcabc", "a")) << "4";
+        QTest::newRow("NthField") << NthField("a,b,,d", ",", 4) << "d";
+        QTest::newRow("NthField past end") << NthField("a,b", ",", 3) << "";
+        QTest::newRow("NthField case") << NthField("xBoundary=q", "boundary=", 2) << "q";
+        QTest::newRow("CountFields") << Str(CountFields("a,b,,d", ",")) << "4";
+        QTest::newRow("CountFields empty") << Str(CountFields("", ",")) << "0";
+        QTest::newRow("ReplaceAll case") << ReplaceAll("aXbxc", "x", "-") << "a-b-c";
+        QTest::newRow("Trim") << Trim(" \t a b \r\n") << "a b";
+        QTest::newRow("LTrim") << LTrim("  a ") << "a ";
+        QTest::newRow("Hex") << Hex(255) << "FF";
+        QTest::newRow("Hex of -1") << Hex(-1) << "FFFFFFFF";
+        QTest::newRow("Val hex") << Str(qint64(Val("&h4A"))) << "74";
+        QTest::newRow("Val hex none") << Str(qint64(Val("&hzz"))) << "0";
+        QTest::newRow("Val code") << Str(ValInt32("250-AUTH")) << "250";
+        QTest::newRow("Val huge") << Str(ValInt32("99999999999999")) << "2147483647";
+        QTest::newRow("Format 00") << Format(7, "00") << "07";
+        QTest::newRow("Format +0000") << Format(-300, "+0000") << "-0300";
+        QTest::newRow("Format +0000 positive") << Format(550, "+0000") << "+0550";
+        QTest::newRow("Format +0000 zero") << Format(0, "+0000") << "+0000";
+        QTest::newRow("Mid") << Mid("abcdef", 2, 3) << "bcd";
+        QTest::newRow("Mid past end") << Mid("abc", 9, 1) << "";
+    }
+    void textHelpers()
+    {
+        QFETCH(QString, got);
+        QFETCH(QString, want);
+        QCOMPARE(got, want);
+    }
+
+    void headerStore_data()
+    {
+        QTest::addColumn<QStringList>("ops");
+        QTest::addColumn<QStringList>("probes");
+        const QStringList three = {"A X 1", "A X 2", "A X 3"};
+        QTest::newRow("repeats") << three << QStringList{"n:X=3", "csv:X=1, 2, 3", "v:X:2=3", "v:X:-1=1"};
+        QTest::newRow("delete closes the gap")
+            << three + QStringList{"D# X 1"} << QStringList{"n:X=2", "v:X:0=1", "v:X:1=3", "v:X:2=", "count=2"};
+        QTest::newRow("delete the first") << three + QStringList{"D# X 0"} << QStringList{"csv:X=2, 3", "n:X=2"};
+        QTest::newRow("delete below 0 moves nothing")
+            << three + QStringList{"D# X -1"} << QStringList{"n:X=0", "v:X:1=2", "count=2"};
+        QTest::newRow("set over repeats") << three + QStringList{"S X 9"} << QStringList{"dump=X=9", "n:X=1"};
+        QTest::newRow("set in place") << QStringList{"A X 1", "A Y 2", "S x 9"} << QStringList{"dump=X=9,Y=2", "n:X=1"};
+        QTest::newRow("numbered set without plain")
+            << QStringList{"S# Y a 2"} << QStringList{"n:Y=0", "v:Y:2=a", "count=1", "dump=Y=a"};
+        QTest::newRow("numbered set replaces") << three + QStringList{"S# X 7 1"} << QStringList{"csv:X=1, 7, 3"};
+        QTest::newRow("delete all names") << three + QStringList{"A Y 4", "D X"} << QStringList{"dump=Y=4"};
+        QTest::newRow("case of names") << QStringList{"A Content-type a", "A CONTENT-TYPE b"}
+                                       << QStringList{"n:content-Type=2", "dump=Content-type=a,CONTENT-TYPE=b"};
+        QTest::newRow("parse unfolds blank")
+            << QStringList{"P Subject: a\n b\nX:c\nno colon here\nY:  d"}
+            << QStringList{"dump=Subject=a b,X=c,Y=d", "source=Subject: a| b|X:c|no colon here|Y:  d"};
+        QTest::newRow("parse unfolds tab") << QStringList{"P Subject: a\n\tb"} << QStringList{"v:Subject=a b"};
+        QTest::newRow("parse with LF") << QStringList{"P A: 1\nA: 2"} << QStringList{"csv:A=1, 2"};
+        QTest::newRow("source is raw after changes")
+            << QStringList{"P A: 1", "A B 2"} << QStringList{"source=A: 1", "count=2"};
+        QTest::newRow("source without raw") << QStringList{"A A 1", "A B 2"} << QStringList{"source=A: 1|B: 2"};
+        QTest::newRow("email order")
+            << QStringList{"A X-Mailer m", "A bcc hidden", "A To a", "A To b", "A From f", "A Received r1", "A Date d",
+                   "A Received r2", "A Subject s", "A Return-Path p", "A CC c", "A Empty"}
+            << QStringList{"email=Return-Path: p|Received: r1|Received: r2|Date: d|Subject: s|From: f|To: a, b|CC: "
+                           "c|X-Mailer: m|Empty: "};
+        QTest::newRow("email others only")
+            << QStringList{"A Z 1", "A Y 2", "A Z 3"} << QStringList{"email=Z: 1|Y: 2|Z: 3"};
+        QTest::newRow("empty store") << QStringList{} << QStringList{"email=", "source=", "count=0", "n:X=0"};
+    }
+    void headerStore()
+    {
+        QFETCH(QStringList, ops);
+        QFETCH(QStringList, probes);
+        EmailHeaders h;
+        for (const QString& op : ops)
+            run(h, op);
+        for (const QString& p : probes) {
+            const qsizetype eq = p.indexOf(QLatin1Char('='));
+            QCOMPARE(probe(h, p.left(eq)), p.mid(eq + 1));
+        }
+    }
+
+    // ---- Attachments
+
+    void attachmentHex_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("hex");
+        QTest::newRow("TEXT") << "TEXT"
+                              << "54455854";
+        QTest::newRow("ttxt") << "ttxt"
+                              << "74747874";
+        QTest::newRow("low code") << QString(QChar(10)) << "0A";
+        QTest::newRow("above 255 keeps two digits") << QString(QChar(0x1234)) << "34";
+        QTest::newRow("empty") << ""
+                               << "";
+    }
+    void attachmentHex()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, hex);
+        QCOMPARE(EmailAttachment::Str2Hex(text), hex);
+        if (!text.isEmpty() && text[0].unicode() < 256)
+            QCOMPARE(EmailAttachment::Hex2Str(hex), text);
+    }
+    void hexToStrOddAndJunk()
+    {
+        QCOMPARE(EmailAttachment::Hex2Str("54455"), QStringLiteral("TE"));
+        QCOMPARE(EmailAttachment::Hex2Str("zz41"), QString(QChar(0)) + QLatin1Char('A'));
+        QCOMPARE(EmailAttachment::Hex2Str(""), QString());
+    }
+
+    void attachmentFromFile_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("lines");
+        QTest::newRow("empty") << 0 << 0;
+        QTest::newRow("57 bytes") << 57 << 1;
+        QTest::newRow("58 bytes") << 58 << 2;
+        QTest::newRow("4 KB") << 4096 << 72;
+    }
+    void attachmentFromFile()
+    {
+        QFETCH(int, size);
+        QFETCH(int, lines);
+        QTemporaryDir dir;
+        const FolderItem file(dir.filePath("notes.txt"));
+        QByteArray bytes(size, Qt::Uninitialized);
+        for (char& c : bytes)
+            c = char(QRandomGenerator::global()->bounded(256));
+        QFile f(file.NativePath());
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+        f.close();
+        EmailAttachment a;
+        a.LoadFromFile(&file);
+        QCOMPARE(a.Name, QStringLiteral("notes.txt"));
+        QCOMPARE(a.MIMEType, QStringLiteral("application/base64"));
+        QCOMPARE(int(CountFields(a.Data, "\r\n")), lines);
+        for (const QString& l : a.Data.split(QStringLiteral("\r\n")))
+            QVERIFY(l.size() <= 76);
+        QCOMPARE(a._FormatAttachment(),
+            QStringLiteral("Content-Type: application/base64; name=\"notes.txt\";\r\nContent-transfer-encoding: "
+                           "Base64\r\nContent-disposition: attachment\r\n\r\n")
+                + a.Data);
+        // Round trip through a file, whatever the case of the encoding's name.
+        a.ContentEncoding = QStringLiteral("BASE64");
+        const FolderItem copy(dir.filePath("copy.bin"));
+        QVERIFY(a.SaveToFile(&copy));
+        QFile c(copy.NativePath());
+        QVERIFY(c.open(QIODevice::ReadOnly));
+        QCOMPARE(c.readAll(), bytes);
+    }
+
+    void attachmentEdges()
+    {
+        QTemporaryDir dir;
+        EmailAttachment a;
+        a.Name = QStringLiteral("kept");
+        const FolderItem missing(dir.filePath("missing"));
+        a.LoadFromFile(&missing);
+        a.LoadFromFile(nullptr);
+        QCOMPARE(a.Name, QStringLiteral("kept"));
+        QCOMPARE(a.ContentEncoding, QString());
+        // Only base64 can be saved; the file is left untouched.
+        const FolderItem target(dir.filePath("t"));
+        QFile t(target.NativePath());
+        QVERIFY(t.open(QIODevice::WriteOnly));
+        t.write("old");
+        t.close();
+        a.ContentEncoding = QStringLiteral("quoted-printable");
+        QVERIFY(!a.SaveToFile(&target));
+        QVERIFY(!a.SaveToFile(nullptr));
+        QVERIFY(t.open(QIODevice::ReadOnly));
+        QCOMPARE(t.readAll(), QByteArray("old"));
+    }
+
+    void attachmentParse_data()
+    {
+        QTest::addColumn<QString>("headers");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("macType");
+        QTest::addColumn<QString>("macCreator");
+        QTest::addColumn<QString>("encoding");
+        QTest::newRow("as written, both Mac parameters")
+            << "Content-Type: application/base64; name=\"notes.txt\";\n x-mac-type=\"54455854\"\n "
+               "x-mac-creator=\"74747874\"\nContent-transfer-encoding: Base64\nContent-disposition: attachment"
+            << "notes.txt" << QStringLiteral("TEXT") + EmailAttachment::Hex2Str(" x-mac-creator=74747874") << "ttxt"
+            << "Base64";
+        QTest::newRow("with semicolons")
+            << "Content-Type: application/octet-stream; name=\"a b.pdf\"; x-mac-type=\"50444620\";\n\t"
+               "x-mac-creator=\"43415241\"\nContent-Transfer-Encoding: base64"
+            << "a b.pdf"
+            << "PDF "
+            << "CARA"
+            << "base64";
+        QTest::newRow("no parameters") << "Content-Type: text/x-foo"
+                                       << ""
+                                       << ""
+                                       << ""
+                                       << "";
+    }
+    void attachmentParse()
+    {
+        QFETCH(QString, headers);
+        QFETCH(QString, name);
+        QFETCH(QString, macType);
+        QFETCH(QString, macCreator);
+        QFETCH(QString, encoding);
+        EmailAttachment a;
+        a.ParseAttachment(QStringLiteral("x/y"), crlf(headers), QStringLiteral("DATA"));
+        QCOMPARE(a.MIMEType, QStringLiteral("x/y"));
+        QCOMPARE(a.Data, QStringLiteral("DATA"));
+        QCOMPARE(a.Name, name);
+        QCOMPARE(a.MacType, macType);
+        QCOMPARE(a.MacCreator, macCreator);
+        QCOMPARE(a.ContentEncoding, encoding);
+    }
+
+    // ---- Message text
+
+    void source_data()
+    {
+        QTest::addColumn<QStringList>("bodies"); // plain, HTML, enriched
+        QTest::addColumn<QStringList>("extraHeaders");
+        QTest::addColumn<int>("attachments");
+        QTest::addColumn<QString>("expected"); // b1, b2 stand for the boundaries in the order made
+        QTest::newRow("no body") << QStringList{"", "", ""} << QStringList{} << 0
+                                 << "Subject: S\nFrom: f@x\nBCC: \n\n\n.";
+        QTest::newRow("plain")
+            << QStringList{"Hi\n.\nend", "", ""} << QStringList{} << 0
+            << "Subject: S\nFrom: f@x\nContent-type: text/plain;\nContent-transfer-encoding: 7bit\n\nHi\n.\nend\n.";
+        QTest::newRow("one body, charset header wins")
+            << QStringList{"Hi", "", ""} << QStringList{"Content-type", "text/html;charset=ISO-8859-1"} << 0
+            << "Subject: S\nFrom: f@x\nContent-type: text/html;charset=ISO-8859-1\nContent-transfer-encoding: "
+               "7bit\n\nHi\n.";
+        QTest::newRow("two bodies")
+            << QStringList{"P", "<b>H</b>", ""} << QStringList{} << 0
+            << "Subject: S\nFrom: f@x\nContent-Type: multipart/alternative; boundary=\"b1\"\n\n--b1\nContent-type: "
+               "text/plain;\nContent-transfer-encoding: 7bit\n\nP\n\n--b1\nContent-type: "
+               "text/html;\nContent-transfer-encoding: 7bit\n\n<b>H</b>\n\n--b1--\n.";
+        QTest::newRow("two bodies, encoding header present")
+            << QStringList{"P", "H", ""} << QStringList{"Content-transfer-encoding", "8bit"} << 0
+            << "Subject: S\nFrom: f@x\nContent-transfer-encoding: 8bit\nContent-Type: multipart/alternative; "
+               "boundary=\"b1\"\n\n--b1\nContent-type: text/plain;\n\nP\n\n--b1\nContent-type: "
+               "text/html;\n\nH\n\n--b1--\n.";
+        QTest::newRow("three bodies")
+            << QStringList{"P", "H", "E"} << QStringList{} << 0
+            << "Subject: S\nFrom: f@x\nContent-Type: multipart/alternative; boundary=\"b1\"\n\n--b1\nContent-type: "
+               "text/plain;\nContent-transfer-encoding: 7bit\n\nP\n\n--b1\nContent-type: "
+               "text/html;\nContent-transfer-encoding: 7bit\n\nH\n\n--b1\nContent-type: "
+               "text/enriched;\nContent-transfer-encoding: 7bit\n\nE\n\n--b1--\n.";
+        QTest::newRow("no body, one attachment")
+            << QStringList{"", "", ""} << QStringList{} << 1
+            << "Subject: S\nFrom: f@x\nContent-Type: multipart/mixed; boundary=\"b1\"\nMime-Version: "
+               "1.0\n\n--b1\n\n\n\n--b1\nContent-Type: application/base64; name=\"a.txt\";\nContent-transfer-encoding: "
+               "Base64\nContent-disposition: attachment\n\nQUJD\n\n--b1--\n.";
+        QTest::newRow("one body, two attachments")
+            << QStringList{"P", "", ""} << QStringList{} << 2
+            << "Subject: S\nFrom: f@x\nContent-Type: multipart/mixed; boundary=\"b1\"\nMime-Version: "
+               "1.0\n\n--b1\nContent-type: text/plain;\nContent-transfer-encoding: 7bit\n\nP\n\n\n--b1\nContent-Type: "
+               "application/base64; name=\"a.txt\";\nContent-transfer-encoding: Base64\nContent-disposition: "
+               "attachment\n\nQUJD\n\n--b1\nContent-Type: application/base64; name=\"a.txt\";\nContent-transfer-"
+               "encoding: Base64\nContent-disposition: attachment\n\nQUJD\n\n--b1--\n.";
+        QTest::newRow("two bodies, one attachment")
+            << QStringList{"P", "H", ""} << QStringList{} << 1
+            << "Subject: S\nFrom: f@x\nContent-Type: multipart/mixed; boundary=\"b2\"\nMime-Version: "
+               "1.0\n\n--b2\nContent-Type: multipart/alternative; boundary=\"b1\"\n\n--b1\nContent-type: "
+               "text/plain;\nContent-transfer-encoding: 7bit\n\nP\n\n--b1\nContent-type: "
+               "text/html;\nContent-transfer-encoding: 7bit\n\nH\n\n--b1--\n\n\n--b2\nContent-Type: "
+               "application/base64; "
+               "name=\"a.txt\";\nContent-transfer-encoding: Base64\nContent-disposition: "
+               "attachment\n\nQUJD\n\n--b2--\n.";
+    }
+    void source()
+    {
+        QFETCH(QStringList, bodies);
+        QFETCH(QStringList, extraHeaders);
+        QFETCH(int, attachments);
+        QFETCH(QString, expected);
+        // Each boundary's twelve draws spell one letter over and over: the first "aaaa...", then "bbbb...".
+        int draws = 0;
+        setRandomSource([&draws] { return (draws++ / 12 + 0.5) / 36.0; });
+        EmailMessage m;
+        m.setSubject(QStringLiteral("S"));
+        m.setFromAddress(QStringLiteral("f@x"));
+        if (attachments == 0 && bodies[0].isEmpty() && bodies[1].isEmpty())
+            m.Headers->AppendHeader(QStringLiteral("BCC"), QString()); // hidden however it is spelt
+        for (int i = 0; i + 1 < extraHeaders.size(); i += 2)
+            m.Headers->AppendHeader(extraHeaders[i], extraHeaders[i + 1]);
+        m.BodyPlainText = crlf(bodies[0]);
+        m.BodyHTML = crlf(bodies[1]);
+        m.BodyEnriched = crlf(bodies[2]);
+        for (int i = 0; i < attachments; ++i) {
+            EmailAttachment a;
+            a.MIMEType = QStringLiteral("application/base64");
+            a.Name = QStringLiteral("a.txt");
+            a.ContentEncoding = QStringLiteral("Base64");
+            a.Data = QStringLiteral("QUJD");
+            m.Attachments << a;
+        }
+        const QString text = m.Source();
+        setRandomSource({});
+        QString want = crlf(expected);
+        want.replace(QStringLiteral("b1"), QString(12, QLatin1Char('a')));
+        want.replace(QStringLiteral("b2"), QString(12, QLatin1Char('b')));
+        want.remove(QStringLiteral("BCC: \r\n"));
+        QCOMPARE(text, want);
+    }
+
+    void boundariesUseTheWholeAlphabet()
+    {
+        QSet<QChar> seen;
+        for (int i = 0; i < 200; ++i) {
+            const QString b = EmailMessage::_GenerateBoundary();
+            QCOMPARE(b.size(), 12);
+            for (QChar c : b)
+                seen.insert(c);
+        }
+        QCOMPARE(seen.size(), 36);
+        setRandomSource([] { return 0.9999999; });
+        QCOMPARE(EmailMessage::_GenerateBoundary(), QString(12, QLatin1Char('9')));
+        setRandomSource({});
+    }
+
+    void recipients()
+    {
+        EmailMessage m;
+        m.AddRecipient(QStringLiteral("a, b"));
+        m.AddRecipient(QStringLiteral("\"Doe, J\" <j@x>"));
+        m.AddBCCRecipient(QStringLiteral("h1@x"));
+        m.AddBCCRecipient(QStringLiteral("h2@x"));
+        QCOMPARE(m.ToAddress(), QStringLiteral("a b, \"Doe J\" <j@x>"));
+        QCOMPARE(m.BCCAddress(), QStringLiteral("h1@x, h2@x"));
+        QCOMPARE(m.CCAddress(), QString());
+        QCOMPARE(m.Headers->NameCount(QStringLiteral("BCC")), 1);
+        QVERIFY(!m.Source().contains(QStringLiteral("h1@x")));
+    }
+
+    void dateText_data()
+    {
+        QTest::addColumn<QByteArray>("zone");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("-3 hours") << QByteArray("<-03>3") << "Sat, 7 Feb 2009 14:03:09 -0300";
+        QTest::newRow("UTC") << QByteArray("UTC0") << "Sat, 7 Feb 2009 14:03:09 +0000";
+        QTest::newRow("+5.5 hours reads +0550") << QByteArray("<+0530>-5:30") << "Sat, 7 Feb 2009 14:03:09 +0550";
+    }
+    void dateText()
+    {
+        QFETCH(QByteArray, zone);
+        QFETCH(QString, expected);
+        const QByteArray old = qgetenv("TZ");
+        qputenv("TZ", zone);
+        tzset();
+        const Date d(QDateTime(QDate(2009, 2, 7), QTime(14, 3, 9)));
+        const QString text = EmailMessage::_GetEmailDateStr(&d);
+        const QString now = EmailMessage::_GetEmailDateStr(nullptr);
+        qputenv("TZ", old);
+        tzset();
+        QCOMPARE(text, expected);
+        QVERIFY(now.endsWith(expected.right(5)));
+    }
+
+    void parse_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("plain");
+        QTest::addColumn<QString>("html");
+        QTest::addColumn<int>("attachments");
+        QTest::newRow("single body") << "Subject: x\nContent-Type: text/html\n\n<p>hi</p>\n."
+                                     << ""
+                                     << "<p>hi</p>" << 0;
+        QTest::newRow("no blank line") << "Subject: x"
+                                       << ""
+                                       << "" << 0;
+        QTest::newRow("nested alternative and attachment")
+            << "Content-Type: multipart/mixed; boundary=\"OUT\"\n\n--OUT\nContent-Type: multipart/alternative; "
+               "boundary=\"IN\"\n\n--IN\nContent-Type: text/plain\n\nP\n--IN\nContent-Type: text/html\n\nH\n--IN--\n"
+               "--OUT\nContent-Type: application/pdf; name=\"d.pdf\"\nContent-Disposition: "
+               "attachment\n\nQUJD\n--OUT--\n."
+            << "P\n"
+            << "H" << 1;
+        QTest::newRow("unknown type with headers is an attachment")
+            << "Content-Type: multipart/mixed; boundary=B\n\n--B\nContent-Type: image/png\n\nXX\n--B--\n."
+            << ""
+            << "" << 1;
+    }
+    void parse()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, plain);
+        QFETCH(QString, html);
+        QFETCH(int, attachments);
+        EmailMessage m;
+        m.setSource(crlf(text));
+        QCOMPARE(m.RawSource(), crlf(text));
+        QCOMPARE(m.BodyPlainText, crlf(plain));
+        QCOMPARE(m.BodyHTML, crlf(html));
+        QCOMPARE(m.Attachments.size(), attachments);
+    }
+
+    // What Source writes, setSource reads back.
+    void sourceRoundTrip()
+    {
+        EmailMessage m;
+        m.setSubject(QStringLiteral("Round"));
+        m.setFromAddress(QStringLiteral("me@x"));
+        m.AddRecipient(QStringLiteral("you@x"));
+        m.BodyPlainText = QStringLiteral("plain\r\ntext");
+        m.BodyHTML = QStringLiteral("<p>html</p>");
+        EmailAttachment a;
+        a.MIMEType = QStringLiteral("application/base64");
+        a.Name = QStringLiteral("f.bin");
+        a.ContentEncoding = QStringLiteral("Base64");
+        a.Data = QStringLiteral("QUJD");
+        a.MacCreator = QStringLiteral("ttxt");
+        m.Attachments << a;
+        EmailMessage back;
+        back.setSource(m.Source());
+        QCOMPARE(back.Subject(), QStringLiteral("Round"));
+        QCOMPARE(back.ToAddress(), QStringLiteral("you@x"));
+        // A part keeps the line ends that stand before the next delimiter.
+        QCOMPARE(back.BodyPlainText, QStringLiteral("plain\r\ntext\r\n\r\n"));
+        QCOMPARE(back.BodyHTML, QStringLiteral("<p>html</p>\r\n"));
+        QCOMPARE(back.Attachments.size(), 1);
+        QCOMPARE(back.Attachments[0].Name, QStringLiteral("f.bin"));
+        QCOMPARE(back.Attachments[0].MacCreator, QStringLiteral("ttxt"));
+        QCOMPARE(back.Attachments[0].Data, QStringLiteral("QUJD\r\n"));
+        QCOMPARE(back.Attachments[0].ContentEncoding, QStringLiteral("Base64"));
+    }
+
+    void lfTextFindsBoundaryButNotParts()
+    {
+        EmailMessage m;
+        m.setSource(QStringLiteral("Content-Type: multipart/alternative; boundary=Q\n\n--Q\nContent-Type: "
+                                   "text/html\n\nH\n--Q--\n."));
+        QCOMPARE(m.Headers->Value(QStringLiteral("Content-Type")), QStringLiteral("multipart/alternative; boundary=Q"));
+        QCOMPARE(m.BodyHTML, QString());
+        QCOMPARE(m.BodyPlainText, QString()); // the part has no CR line ends, so it reads as data only
+    }
+
+    // Arbitrary and hostile texts are taken apart without harm.
+    void parseAnythingWithoutHarm()
+    {
+        QRandomGenerator rng(7);
+        const QString pieces[]
+            = {"\r\n", "\r", "\n", ":", " ", "\t", "--", "boundary=", "Content-Type: ", "multipart/mixed; ", "\"", ";",
+                "x", "Content-Disposition: attachment", "name=", "x-mac-type=", "."};
+        for (int round = 0; round < 400; ++round) {
+            QString t;
+            const int n = rng.bounded(200);
+            for (int i = 0; i < n; ++i)
+                t += pieces[rng.bounded(int(std::size(pieces)))];
+            EmailMessage m;
+            m.setSource(t);
+            InternetHeaders h;
+            h._ParseHeaders(t);
+            QCOMPARE(h.Source(), t);
+        }
+        // Deep nesting stops short of the stack's end.
+        QString deep = QStringLiteral("Content-Type: multipart/mixed; boundary=b0\r\n\r\n--b0\r\n");
+        for (int i = 1; i < 20000; ++i)
+            deep += QStringLiteral("Content-Type: multipart/mixed; boundary=b%1\r\n\r\n--b%1\r\n").arg(i);
+        deep += QStringLiteral("Content-Type: text/plain\r\n\r\ninner");
+        EmailMessage m;
+        m.setSource(deep);
+        // Below the deepest level that is taken apart, the rest is one part of an unknown type.
+        QCOMPARE(m.Attachments.size(), 1);
+        QCOMPARE(m.BodyPlainText, QString());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMailText)
+#include "tst_mailtext.moc"

@@ -1,0 +1,70 @@
+"""A real SMTP server on loopback for the mail tests and benchmark (Debian's python3-aiosmtpd).
+
+Usage: /usr/bin/python3 smtp_server.py AUTH OUTDIR
+AUTH is none, login or plain: with login or plain that mechanism alone is offered and required.
+Prints the port on its first line once it listens. Each accepted message is written to OUTDIR as
+N.json: the sender, the recipients and the data exactly as received, in base64. The mechanism and
+login of each successful authentication go to OUTDIR/auth.log. Ends when stdin closes.
+"""
+import base64
+import json
+import os
+import socket
+import sys
+
+from aiosmtpd.controller import Controller
+from aiosmtpd.smtp import SMTP, AuthResult, LoginPassword
+
+USER, PASSWORD = b"alice", b"s3cret \xc3\xa9"
+
+mode, outdir = sys.argv[1], sys.argv[2]
+count = 0
+
+
+class Handler:
+    async def handle_DATA(self, server, session, envelope):
+        global count
+        count += 1
+        with open(os.path.join(outdir, "%d.json" % count), "w") as f:
+            json.dump({"from": envelope.mail_from, "rcpt": envelope.rcpt_tos,
+                       "data": base64.b64encode(envelope.original_content).decode()}, f)
+        return "250 queued"
+
+
+def authenticator(server, session, envelope, mechanism, auth_data):
+    ok = isinstance(auth_data, LoginPassword) and auth_data.login == USER and auth_data.password == PASSWORD
+    if ok:
+        with open(os.path.join(outdir, "auth.log"), "a") as f:
+            f.write("%s %s\n" % (mechanism, auth_data.login.decode()))
+    return AuthResult(success=ok)
+
+
+class MailServer(SMTP):
+    # SASL mechanism names are case-insensitive on real servers (Postfix, Exim); aiosmtpd 1.4 alone
+    # compares them as written, and the client names its mechanism in lower case.
+    async def smtp_AUTH(self, arg):
+        if arg:
+            words = arg.split(" ")
+            arg = " ".join([words[0].upper()] + words[1:])
+        return await super().smtp_AUTH(arg)
+
+
+class MailController(Controller):
+    def factory(self):
+        return MailServer(self.handler, **self.SMTP_kwargs)
+
+
+s = socket.socket()
+s.bind(("127.0.0.1", 0))
+port = s.getsockname()[1]
+s.close()
+
+kwargs = {"command_call_limit": None}
+if mode != "none":
+    kwargs.update(auth_required=True, auth_require_tls=False, authenticator=authenticator,
+                  auth_exclude_mechanism=["PLAIN"] if mode == "login" else ["LOGIN"])
+controller = MailController(Handler(), hostname="127.0.0.1", port=port, server_kwargs=kwargs)
+controller.start()
+print(port, flush=True)
+sys.stdin.read()
+controller.stop()

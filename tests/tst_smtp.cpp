@@ -1,0 +1,465 @@
+#include "base64.h"
+#include "dialogs.h"
+#include "smtpsocket.h"
+#include "text.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+// A server of our own that answers each client command with the next line of its script. The
+// first reply is the greeting. In a reply, "|PAUSE|" sends what stands before it and waits before
+// the rest, so that the client reads the pieces apart; "CLOSE" ends the connection.
+class ScriptedServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    ScriptedServer(QStringList replies, QStringList& timeline, std::function<qint32()> mode)
+        : m_replies(std::move(replies))
+        , m_timeline(timeline)
+        , m_mode(std::move(mode))
+    {
+        connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            m_peer = m_server.nextPendingConnection();
+            connect(m_peer, &QTcpSocket::readyRead, this, &ScriptedServer::received);
+            next();
+        });
+        m_server.listen(QHostAddress::LocalHost);
+    }
+    quint16 port() const { return m_server.serverPort(); }
+    QString messageData;
+
+private:
+    void next()
+    {
+        if (m_replies.isEmpty())
+            return;
+        send(m_replies.takeFirst());
+    }
+    void send(const QString& reply)
+    {
+        if (!m_peer)
+            return;
+        if (reply == QLatin1String("CLOSE")) {
+            m_peer->disconnectFromHost();
+            return;
+        }
+        const qsizetype pause = reply.indexOf(QLatin1String("|PAUSE|"));
+        const QString now = pause < 0 ? reply : reply.left(pause);
+        m_dataNext = now.startsWith(QLatin1String("354"));
+        m_peer->write(now.toLatin1());
+        m_peer->flush();
+        if (pause >= 0)
+            QTimer::singleShot(150, this, [this, rest = reply.mid(pause + 7)] { send(rest); });
+    }
+    void received()
+    {
+        m_buffer += m_peer->readAll();
+        for (;;) {
+            const QByteArray end = m_dataNext ? QByteArray("\r\n.\r\n") : QByteArray("\r\n");
+            const qsizetype at = m_buffer.indexOf(end);
+            if (at < 0)
+                return;
+            const QString command = QString::fromUtf8(m_buffer.left(at + end.size() - 2));
+            m_buffer.remove(0, at + end.size());
+            if (m_dataNext) {
+                messageData = command;
+                m_dataNext = false;
+            }
+            const QString shown = command.endsWith(QLatin1String("\r\n.")) ? QStringLiteral("<message>") : command;
+            m_timeline << QStringLiteral("C: %1 [%2]").arg(shown).arg(m_mode());
+            next();
+        }
+    }
+
+    QTcpServer m_server;
+    QTcpSocket* m_peer = nullptr;
+    QStringList m_replies;
+    QStringList& m_timeline;
+    std::function<qint32()> m_mode;
+    QByteArray m_buffer;
+    bool m_dataNext = false;
+};
+
+class TestSmtp : public QObject
+{
+    Q_OBJECT
+
+    static std::shared_ptr<EmailMessage> message(const QStringList& to, const QStringList& bcc = {})
+    {
+        auto m = std::make_shared<EmailMessage>();
+        m->setFromAddress(QStringLiteral("Tally Vane <shop@tallyvane.test>"));
+        m->setSubject(QStringLiteral("News"));
+        for (const QString& a : to)
+            m->AddRecipient(a);
+        for (const QString& a : bcc)
+            m->AddBCCRecipient(a);
+        m->BodyHTML = QStringLiteral("<p>Hello</p>");
+        return m;
+    }
+    // Wires the client's events into the timeline.
+    static void record(SMTPSocket& smtp, QStringList& timeline)
+    {
+        smtp.ConnectionEstablished
+            = [&timeline](const QString& g) { timeline << QStringLiteral("E: established ") + g; };
+        smtp.MessageSent = [&timeline](const std::shared_ptr<EmailMessage>& m) {
+            timeline << QStringLiteral("E: sent ") + m->Subject();
+        };
+        smtp.MailSent = [&timeline] { timeline << QStringLiteral("E: mail sent"); };
+        smtp.ServerError = [&timeline](qint32 code, const QString&, const std::shared_ptr<EmailMessage>& m) {
+            timeline << QStringLiteral("E: error %1 %2").arg(code).arg(m ? m->Subject() : QStringLiteral("nil"));
+        };
+        smtp.Error = [&timeline](int code) { timeline << QStringLiteral("E: socket %1").arg(code); };
+    }
+    // Waits until the timeline has been still for a while.
+    static void settle(const QStringList& timeline)
+    {
+        qsizetype seen = -1;
+        for (int still = 0; still < 4;) {
+            QTest::qWait(100);
+            still = timeline.size() == seen ? still + 1 : 0;
+            seen = timeline.size();
+        }
+    }
+
+private slots:
+    void init()
+    {
+        DialogHooks::clear();
+        DialogHooks::setRecording(true);
+    }
+    void cleanup() { TCPSocket::redirectPort25(0); }
+
+    void conversation_data()
+    {
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<int>("messages");
+        QTest::addColumn<QStringList>("recipients");
+        QTest::addColumn<QStringList>("replies");
+        QTest::addColumn<QStringList>("expected");
+        const QString ehloLogin = "250-server hello\r\n250-AUTH LOGIN PLAIN\r\n250 OK\r\n";
+        const QStringList two = {"first@x.test", "Second <second@x.test>"};
+        QTest::newRow("login, two recipients")
+            << "alice" << 1 << two
+            << QStringList{"220 server ready\r\n", ehloLogin, "334 VXNlcm5hbWU6\r\n", "334 UGFzc3dvcmQ6\r\n",
+                   "235 authenticated\r\n", "250 OK\r\n", "250 OK\r\n", "250 OK\r\n", "354 go ahead\r\n",
+                   "250 queued\r\n", "221 bye\r\n"}
+            << QStringList{"E: established server ready", "C: EHLO [127.0.0.1] [-1]", "C: auth login [-1]",
+                   "C: YWxpY2U= [0]", "C: czNjcmV0IMOp [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <first@x.test> [1]", "C: RCPT TO: <second@x.test> [2]", "C: DATA [3]",
+                   "C: <message> [4]", "E: sent News", "E: mail sent", "C: QUIT [0]"};
+        QTest::newRow("plain without a prompt")
+            << "alice" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250-hi\r\n250 SIZE 100\r\n", "235 ok\r\n", "250 OK\r\n", "250 OK\r\n",
+                   "354 go\r\n", "250 queued\r\n"}
+            << QStringList{"E: established hi", "C: EHLO [127.0.0.1] [-1]",
+                   "C: auth plain AGFsaWNlAHMzY3JldCDDqQ== [-1]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "C: <message> [4]", "E: sent News", "E: mail sent",
+                   "C: QUIT [0]"};
+        QTest::newRow("no user name: HELO")
+            << "" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "354 go\r\n", "250 queued\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "C: <message> [4]", "E: sent News", "E: mail sent",
+                   "C: QUIT [0]"};
+        QTest::newRow("empty queue at the greeting")
+            << "alice" << 0 << QStringList{} << QStringList{"220 hi\r\n"} << QStringList{"C: QUIT [0]"};
+        QTest::newRow("EHLO refused with 500")
+            << "alice" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi\r\n", "500 what\r\n", "250 hello\r\n"}
+            << QStringList{"E: established hi", "C: EHLO [127.0.0.1] [-1]", "C: HELO [127.0.0.1] [0]",
+                   "C: MAIL FROM: <shop@tallyvane.test> [1]"};
+        QTest::newRow("auth refused with 502")
+            << "alice" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hi\r\n", "502 no auth\r\n", "250 hello\r\n"}
+            << QStringList{"E: established hi", "C: EHLO [127.0.0.1] [-1]",
+                   "C: auth plain AGFsaWNlAHMzY3JldCDDqQ== [-1]", "C: HELO [127.0.0.1] [0]",
+                   "C: MAIL FROM: <shop@tallyvane.test> [1]"};
+        QTest::newRow("550 at the second RCPT")
+            << "" << 1 << two
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "550 no such user\r\n",
+                   "250 reset\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <first@x.test> [1]", "C: RCPT TO: <second@x.test> [2]", "E: error 550 News",
+                   "C: RSET [-100]", "E: mail sent", "C: QUIT [0]"};
+        QTest::newRow("refusal with the queue empty")
+            << "" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "354 go\r\n", "250 queued\r\n",
+                   "421 closing\r\n", "250 reset\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "C: <message> [4]", "E: sent News", "E: mail sent",
+                   "C: QUIT [0]", "E: error 421 nil", "C: RSET [-100]", "E: mail sent", "C: QUIT [0]"};
+        QTest::newRow("refused RSET drops the next message")
+            << "" << 2 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "530 auth first\r\n", "554 no reset\r\n", "250 reset\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "E: error 530 News", "C: RSET [-100]", "E: error 554 News", "C: RSET [-100]", "E: mail sent",
+                   "C: QUIT [0]"};
+        QTest::newRow("second message on the same connection")
+            << "" << 2 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "354 go\r\n", "250 queued\r\n",
+                   "250 OK\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "C: <message> [4]", "E: sent News",
+                   "C: MAIL FROM: <shop@tallyvane.test> [1]", "C: RCPT TO: <a@x.test> [2]"};
+        QTest::newRow("EHLO reply split at a line end")
+            << "alice" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250-server hello\r\n|PAUSE|250-AUTH LOGIN\r\n250 OK\r\n"}
+            << QStringList{"E: established hi", "C: EHLO [127.0.0.1] [-1]",
+                   "C: auth plain AGFsaWNlAHMzY3JldCDDqQ== [-1]", "C: auth login [-1]"};
+        QTest::newRow("250 to DATA waits for 354")
+            << "" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "250 early\r\n|PAUSE|354 go\r\n",
+                   "250 queued\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "C: <message> [4]", "E: sent News", "E: mail sent",
+                   "C: QUIT [0]"};
+        QTest::newRow("no recipients: the client waits")
+            << "" << 1 << QStringList{} << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]"};
+        QTest::newRow("500 outside EHLO is ignored")
+            << "" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi\r\n", "250 hello\r\n", "500 what\r\n"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]"};
+        QTest::newRow("no digits") << "" << 1 << QStringList{"a@x.test"}
+                                   << QStringList{"hello there\r\n", "250 reset\r\n"}
+                                   << QStringList{"E: error 0 News", "C: RSET [-100]", "E: mail sent", "C: QUIT [0]"};
+        QTest::newRow("server closes after EHLO")
+            << "alice" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi\r\n", "CLOSE"}
+            << QStringList{"E: established hi", "C: EHLO [127.0.0.1] [-1]", "E: socket 1"};
+        QTest::newRow("server closes at DATA")
+            << "" << 1 << QStringList{"a@x.test"}
+            << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "CLOSE"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "E: socket 1"};
+        QTest::newRow("greeting without a line end")
+            << "" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi"} << QStringList{};
+    }
+    // The exact conversation, the state after each step and the events, in their order.
+    void conversation()
+    {
+        QFETCH(QString, user);
+        QFETCH(int, messages);
+        QFETCH(QStringList, recipients);
+        QFETCH(QStringList, replies);
+        QFETCH(QStringList, expected);
+        QStringList timeline;
+        SMTPSocket smtp;
+        ScriptedServer server(replies, timeline, [&smtp] { return smtp.mode(); });
+        record(smtp, timeline);
+        smtp.Username = user;
+        smtp.Password = QStringLiteral("s3cret é");
+        for (int i = 0; i < messages; ++i)
+            smtp.Messages << message(recipients);
+        smtp.Address = QStringLiteral("127.0.0.1");
+        TCPSocket::redirectPort25(server.port());
+        smtp.SendMail();
+        QCOMPARE(smtp.Port, 25);
+        settle(timeline);
+        QCOMPARE(timeline, expected);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList());
+        if (timeline.contains(QStringLiteral("C: <message> [4]"))) {
+            QVERIFY(server.messageData.endsWith(QStringLiteral("\r\n<p>Hello</p>\r\n.")));
+            QVERIFY(QRegularExpression(
+                QStringLiteral("(?:^|\r\n)Date: (Sun|Mon|Tue|Wed|Thu|Fri|Sat), \\d{1,2} [A-Z][a-z]{2} "
+                               "\\d{4} \\d\\d:\\d\\d:\\d\\d [+-]\\d{4}\r\n"))
+                        .match(server.messageData)
+                        .hasMatch());
+        }
+    }
+
+    // An auth plain answered by a prompt has no key left: that failure reaches the last-resort handler.
+    void promptWithNoKeyLeft()
+    {
+        QStringList timeline;
+        SMTPSocket smtp;
+        ScriptedServer server(
+            {"220 hi\r\n", "250 hi\r\n", "334 \r\n", "250 ok\r\n"}, timeline, [&smtp] { return smtp.mode(); });
+        record(smtp, timeline);
+        smtp.Username = QStringLiteral("u");
+        smtp.Messages << message({"a@x.test"});
+        smtp.Address = QStringLiteral("127.0.0.1");
+        TCPSocket::redirectPort25(server.port());
+        smtp.SendMail();
+        settle(timeline);
+        const QStringList shown = DialogHooks::takeMessages();
+        QCOMPARE(shown.size(), 1);
+        QVERIFY(shown[0].contains(QStringLiteral("OutOfBoundsException")));
+        QCOMPARE(smtp.mode(), -1);
+        QCOMPARE(timeline.last(), QStringLiteral("C: auth plain AHUA [-1]"));
+    }
+
+    // A refused auth login leaves its keys, and the next connection answers with the old ones first.
+    void staleKeysComeFirst()
+    {
+        QStringList timeline;
+        SMTPSocket smtp;
+        ScriptedServer first(
+            {"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "535 no\r\n"}, timeline, [&smtp] { return smtp.mode(); });
+        record(smtp, timeline);
+        smtp.Username = QStringLiteral("old");
+        smtp.Password = QStringLiteral("pw");
+        smtp.Messages << message({"a@x.test"}) << message({"b@x.test"});
+        smtp.Address = QStringLiteral("127.0.0.1");
+        TCPSocket::redirectPort25(first.port());
+        smtp.SendMail();
+        settle(timeline);
+        QCOMPARE(smtp.authKeys(), QStringList({"b2xk", "cHc="}));
+        timeline.clear();
+        smtp.Username = QStringLiteral("new");
+        ScriptedServer second(
+            {"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "334 VXNlcm5hbWU6\r\n", "334 UGFzc3dvcmQ6\r\n"}, timeline,
+            [&smtp] { return smtp.mode(); });
+        TCPSocket::redirectPort25(second.port());
+        smtp.SendMail();
+        settle(timeline);
+        QCOMPARE(timeline,
+            QStringList(
+                {"E: established hi", "C: EHLO [127.0.0.1] [-1]", "C: auth login [-1]", "C: b2xk [0]", "C: cHc= [0]"}));
+        QCOMPARE(smtp.authKeys(), QStringList({"bmV3", "cHc="}));
+    }
+
+    // Hostile replies: huge, binary, endless; the client neither crashes nor corrupts anything.
+    void hostileReplies_data()
+    {
+        QTest::addColumn<QByteArray>("greeting");
+        QTest::addColumn<QString>("first");
+        QByteArray huge = "220 " + QByteArray(8 * 1024 * 1024, 'x') + "\r\n";
+        QTest::newRow("8 MB greeting") << huge << "C: HELO [127.0.0.1] [0]";
+        QByteArray garbage(64 * 1024, Qt::Uninitialized);
+        QRandomGenerator rng(42);
+        for (char& c : garbage)
+            c = char(rng.bounded(256));
+        garbage[0] = char(0xff);
+        garbage += "\r\n";
+        QTest::newRow("binary garbage") << garbage << "C: RSET [-100]";
+        QTest::newRow("a NUL and digits") << QByteArray("\0"
+                                                        "220 x\r\n",
+            8) << "C: RSET [-100]";
+        QTest::newRow("code beyond 32 bits") << QByteArray("99999999999 x\r\n") << "C: RSET [-100]";
+    }
+    void hostileReplies()
+    {
+        QFETCH(QByteArray, greeting);
+        QFETCH(QString, first);
+        QStringList timeline;
+        SMTPSocket smtp;
+        ScriptedServer server(
+            {QString::fromLatin1(greeting), "250 hello\r\n"}, timeline, [&smtp] { return smtp.mode(); });
+        record(smtp, timeline);
+        smtp.Messages << message({"a@x.test"});
+        smtp.Address = QStringLiteral("127.0.0.1");
+        TCPSocket::redirectPort25(server.port());
+        smtp.SendMail();
+        settle(timeline);
+        QStringList commands = timeline.filter(QRegularExpression(QStringLiteral("^C: ")));
+        QVERIFY(!commands.isEmpty());
+        QCOMPARE(commands.first(), first);
+        QCOMPARE(smtp.BytesAvailable(), 0);
+    }
+
+    // ---- Against a real server
+
+    void realServer_data()
+    {
+        QTest::addColumn<QString>("auth");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("AUTH LOGIN") << "login"
+                                    << "alice"
+                                    << "LOGIN alice";
+        QTest::newRow("AUTH PLAIN") << "plain"
+                                    << "alice"
+                                    << "PLAIN alice";
+        QTest::newRow("no authentication") << "none"
+                                           << ""
+                                           << "";
+    }
+    void realServer()
+    {
+        QFETCH(QString, auth);
+        QFETCH(QString, user);
+        QFETCH(QString, logged);
+        QTemporaryDir out;
+        QProcess server;
+        server.start(QStringLiteral("/usr/bin/python3"),
+            {QStringLiteral("-W"), QStringLiteral("ignore"), QStringLiteral(SMTP_SERVER), auth, out.path()});
+        QVERIFY2(server.waitForReadyRead(15000), qPrintable(server.readAllStandardError()));
+        const quint16 port = quint16(server.readLine().trimmed().toUInt());
+        QVERIFY(port > 0);
+
+        QStringList timeline;
+        SMTPSocket smtp;
+        record(smtp, timeline);
+        smtp.Username = user;
+        smtp.Password = QStringLiteral("s3cret é");
+        // One message with a date of its own, so its text is known in full; one that gets its date on sending.
+        auto dated = message({"To One <one@x.test>"}, {"b1@x.test", "b2@x.test"});
+        dated->AddCCRecipient(QStringLiteral("cc@x.test"));
+        dated->Headers->SetHeader(QStringLiteral("Date"), QStringLiteral("Sat, 7 Feb 2009 14:03:09 -0300"));
+        dated->BodyHTML = QStringLiteral("<p>Caf\u00e9</p>\r\n..leading dots stay\r\n");
+        auto copy = std::make_shared<EmailMessage>();
+        copy->Headers->SetHeader(QStringLiteral("Date"), dated->Headers->Value(QStringLiteral("Date")));
+        copy->setFromAddress(dated->FromAddress());
+        copy->setSubject(dated->Subject());
+        copy->AddRecipient(QStringLiteral("To One <one@x.test>"));
+        copy->AddCCRecipient(QStringLiteral("cc@x.test"));
+        copy->AddBCCRecipient(QStringLiteral("b1@x.test"));
+        copy->AddBCCRecipient(QStringLiteral("b2@x.test"));
+        copy->BodyHTML = dated->BodyHTML;
+        const QString expectedText = copy->Source();
+        auto multi = message({}, {"b3@x.test"});
+        multi->BodyPlainText = QStringLiteral("Hello");
+        smtp.Messages << dated << multi;
+        smtp.Address = QStringLiteral("127.0.0.1");
+        TCPSocket::redirectPort25(port);
+        smtp.SendMail();
+        QTRY_VERIFY_WITH_TIMEOUT(timeline.contains(QStringLiteral("E: mail sent")), 15000);
+        QVERIFY2(timeline.filter(QStringLiteral("E: sent")).size() == 2, qPrintable(timeline.join('\n')));
+        QCOMPARE(timeline.filter(QStringLiteral("E: error")), QStringList());
+        server.closeWriteChannel();
+        QVERIFY(server.waitForFinished(15000));
+
+        auto read = [&out](int n) {
+            QFile f(out.filePath(QStringLiteral("%1.json").arg(n)));
+            return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll()).object() : QJsonObject();
+        };
+        const QJsonObject one = read(1);
+        QCOMPARE(one.value("from").toString(), QStringLiteral("shop@tallyvane.test"));
+        QCOMPARE(one.value("rcpt").toVariant().toStringList(),
+            QStringList({"one@x.test", "cc@x.test", "b1@x.test", "b2@x.test"}));
+        // The server takes away the final dot line and undoes dot stuffing, which the client never did.
+        QString sent = expectedText;
+        sent.chop(1);
+        sent.replace(QStringLiteral("\r\n.."), QStringLiteral("\r\n."));
+        const QByteArray data = QByteArray::fromBase64(one.value("data").toString().toLatin1());
+        QCOMPARE(QString::fromUtf8(data), sent);
+        QVERIFY(!data.contains("b1@x.test"));
+        QVERIFY(data.startsWith("Date: Sat, 7 Feb 2009 14:03:09 -0300\r\nSubject: News\r\nFrom: Tally Vane "
+                                "<shop@tallyvane.test>\r\nTo: To One <one@x.test>\r\nCC: cc@x.test\r\n"));
+
+        const QJsonObject two = read(2);
+        QCOMPARE(two.value("rcpt").toVariant().toStringList(), QStringList({"b3@x.test"}));
+        const QString text = QString::fromUtf8(QByteArray::fromBase64(two.value("data").toString().toLatin1()));
+        const auto b
+            = QRegularExpression(QStringLiteral("Content-Type: multipart/alternative; boundary=\"([a-z0-9]{12})\""))
+                  .match(text);
+        QVERIFY(b.hasMatch());
+        QVERIFY(text.startsWith(QStringLiteral("Date: ")));
+        QVERIFY(text.endsWith(QStringLiteral("\r\n--") + b.captured(1) + QStringLiteral("--\r\n")));
+        QCOMPARE(text.count(QStringLiteral("--") + b.captured(1) + QStringLiteral("\r\n")), 2);
+
+        QFile log(out.filePath(QStringLiteral("auth.log")));
+        QCOMPARE(log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()).trimmed() : QString(), logged);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSmtp)
+#include "tst_smtp.moc"

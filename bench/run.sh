@@ -5,3 +5,4 @@ cd "$(dirname "$0")/.."
 cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build-bench --parallel "$(nproc)" >/dev/null
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_lists
+./build-bench/bench/bench_smtp tests/smtp_server.py

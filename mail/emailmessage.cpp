@@ -65,10 +65,14 @@ QString EmailMessage::BCCAddress() const
 
 void EmailMessage::_AddEmailHeader(const QString& name, const QString& value)
 {
-    // One entry per address field, holding the whole list.
+    // One entry per address field, holding the whole list. The old entry goes before the list
+    // grows, so the text is extended in place rather than copied for every address.
     QString list = Headers->CommaSeparatedValues(name);
-    list = list.isEmpty() ? value : list + QStringLiteral(", ") + value;
     Headers->Delete(name);
+    if (list.isEmpty())
+        list = value;
+    else
+        list.append(QStringLiteral(", ")).append(value);
     Headers->SetHeader(name, list);
 }
 

@@ -125,6 +125,8 @@ void InternetHeaders::Delete(const QString& name, qint32 number)
 QString InternetHeaders::CommaSeparatedValues(const QString& name) const
 {
     const qint32 count = NameCount(name);
+    if (count == 1)
+        return Value(name); // shared, not copied: address lists grow one address at a time
     QString out;
     for (qint32 n = 0; n < count; ++n) {
         if (n > 0)

@@ -231,6 +231,8 @@ private slots:
         QTest::newRow("no digits") << "" << 1 << QStringList{"a@x.test"}
                                    << QStringList{"hello there\r\n", "250 reset\r\n"}
                                    << QStringList{"E: error 0 News", "C: RSET [-100]", "E: mail sent", "C: QUIT [0]"};
+        QTest::newRow("server closes at once")
+            << "" << 1 << QStringList{"a@x.test"} << QStringList{"CLOSE"} << QStringList{"E: socket 1"};
         QTest::newRow("server closes after EHLO")
             << "alice" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi\r\n", "CLOSE"}
             << QStringList{"E: established hi", "C: EHLO [127.0.0.1] [-1]", "E: socket 1"};
@@ -239,6 +241,10 @@ private slots:
             << QStringList{"220 hi\r\n", "250 hello\r\n", "250 OK\r\n", "250 OK\r\n", "CLOSE"}
             << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
                    "C: RCPT TO: <a@x.test> [2]", "C: DATA [3]", "E: socket 1"};
+        QTest::newRow("server closes after MAIL FROM")
+            << "" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi\r\n", "250 hello\r\n", "CLOSE"}
+            << QStringList{"E: established hi", "C: HELO [127.0.0.1] [0]", "C: MAIL FROM: <shop@tallyvane.test> [1]",
+                   "E: socket 1"};
         QTest::newRow("greeting without a line end")
             << "" << 1 << QStringList{"a@x.test"} << QStringList{"220 hi"} << QStringList{};
     }

@@ -61,9 +61,12 @@ bool TCPSocket::IsConnected() const
     return m_socket->state() == QAbstractSocket::ConnectedState;
 }
 
+// What the kernel takes goes out now rather than on the next pass of the event loop; the rest
+// stays queued in the socket.
 void TCPSocket::Write(const QByteArray& data)
 {
     m_socket->write(data);
+    m_socket->flush();
 }
 
 void TCPSocket::Write(const QString& text)

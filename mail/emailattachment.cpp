@@ -2,6 +2,7 @@
 
 #include "base64.h"
 #include "folderitem.h"
+#include "internetheaders.h"
 #include "text.h"
 
 #include <QFile>
@@ -67,8 +68,7 @@ void EmailAttachment::ParseAttachment(const QString& mimeType, const QString& he
     MIMEType = mimeType;
     Data = data;
     const QString eol = headerText.contains(kCRLF) ? kCRLF : QStringLiteral("\r");
-    QString h = ReplaceAll(headerText, eol + QLatin1Char(' '), QStringLiteral(" "));
-    h = ReplaceAll(h, eol + QLatin1Char('\t'), QStringLiteral(" "));
+    const QString h = InternetHeaders::unfold(headerText, eol);
     ContentEncoding = NthField(NthField(h, QStringLiteral("Content-Transfer-Encoding: "), 2), eol, 1);
     const QString type = NthField(h, QStringLiteral("Content-Type: "), 2);
     Name = parameter(type, QStringLiteral("name="), eol);

@@ -7,19 +7,6 @@
 namespace {
 const QString kCRLF = QStringLiteral("\r\n");
 
-QString unfold(const QString& text, const QString& eol)
-{
-    return ReplaceAll(
-        ReplaceAll(text, eol + QLatin1Char(' '), QStringLiteral(" ")), eol + QLatin1Char('\t'), QStringLiteral(" "));
-}
-
-// Everything before the first occurrence of what, or the whole text.
-QString before(const QString& text, const QString& what)
-{
-    const qsizetype at = InStr(text, what);
-    return at == 0 ? text : text.left(at - 1);
-}
-
 // Everything after the first occurrence of what, or nothing.
 QString after(const QString& text, const QString& what)
 {
@@ -164,7 +151,7 @@ QString EmailMessage::Source()
     QString result;
     if (Attachments.isEmpty()) {
         // The body's own header lines become headers of the message.
-        const QString head = ReplaceAll(before(body, EOL + EOL), EOL + QLatin1Char(' '), QStringLiteral(" "));
+        const QString head = ReplaceAll(NthField(body, EOL + EOL, 1), EOL + QLatin1Char(' '), QStringLiteral(" "));
         const QString rest = after(body, EOL + EOL);
         for (const QString& line : Split(head, EOL))
             Headers->SetHeader(NthField(line, QStringLiteral(":"), 1), after(line, QStringLiteral(": ")));
@@ -201,7 +188,7 @@ void EmailMessage::setSource(const QString& text)
     _rawSource = text;
     const QString eol = _DetermineEOLCharacter(text);
     Headers = std::make_unique<EmailHeaders>();
-    Headers->_ParseHeaders(before(text, eol + eol));
+    Headers->_ParseHeaders(NthField(text, eol + eol, 1));
     QString body;
     if (InStr(text, eol + eol) > 0) {
         body = after(text, eol + eol);
@@ -215,7 +202,7 @@ void EmailMessage::setSource(const QString& text)
     QString boundary = NthField(Headers->Value(QStringLiteral("Content-Type")), QStringLiteral("boundary="), 2);
     boundary = Trim(ReplaceAll(NthField(boundary, QStringLiteral(";"), 1), QStringLiteral("\""), QString()));
     if (!boundary.isEmpty()) {
-        body = before(body, eol + QStringLiteral("--") + boundary + QStringLiteral("--"));
+        body = NthField(body, eol + QStringLiteral("--") + boundary + QStringLiteral("--"), 1);
         const QString separator = QStringLiteral("--") + boundary + eol;
         _ParseBodyBoundary(after(body, separator), separator);
     } else {
@@ -232,7 +219,7 @@ void EmailMessage::parseParts(const QString& text, const QString& separator, int
 {
     const QString eol = text.contains(kCRLF) ? kCRLF : QStringLiteral("\r");
     for (const QString& part : Split(text, separator)) {
-        const QString headerText = unfold(before(part, eol + eol), eol);
+        const QString headerText = InternetHeaders::unfold(NthField(part, eol + eol, 1), eol);
         const QString data = after(part, eol + eol);
         QString inner = NthField(NthField(headerText, QStringLiteral("Content-Type: "), 2), eol, 1);
         inner = NthField(NthField(inner, QStringLiteral("boundary="), 2), QStringLiteral(";"), 1);
@@ -241,7 +228,7 @@ void EmailMessage::parseParts(const QString& text, const QString& separator, int
         // exhaust the stack.
         if (!inner.isEmpty() && depth < kMaxNesting) {
             const QString delimiter = QStringLiteral("--") + inner;
-            const QString cut = before(data, eol + delimiter + QStringLiteral("--"));
+            const QString cut = NthField(data, eol + delimiter + QStringLiteral("--"), 1);
             parseParts(after(cut, delimiter + eol), delimiter + eol, depth + 1);
         } else {
             _ProcessBodyData(headerText, data);

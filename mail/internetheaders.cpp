@@ -60,9 +60,7 @@ void InternetHeaders::_ParseHeaders(const QString& text)
     _rawHeaders = text;
     const QString eol = _DetermineEOLCharacter(text);
     _Headers.Clear();
-    QString unfolded = ReplaceAll(text, eol + QLatin1Char(' '), QStringLiteral(" "));
-    unfolded = ReplaceAll(unfolded, eol + QLatin1Char('\t'), QStringLiteral(" "));
-    for (const QString& line : Split(unfolded, eol)) {
+    for (const QString& line : Split(unfold(text, eol), eol)) {
         const qsizetype colon = line.indexOf(QLatin1Char(':'));
         if (colon < 0)
             continue;
@@ -134,6 +132,12 @@ QString InternetHeaders::CommaSeparatedValues(const QString& name) const
         out += Value(name, n);
     }
     return out;
+}
+
+QString InternetHeaders::unfold(const QString& text, const QString& eol)
+{
+    return ReplaceAll(
+        ReplaceAll(text, eol + QLatin1Char(' '), QStringLiteral(" ")), eol + QLatin1Char('\t'), QStringLiteral(" "));
 }
 
 QString InternetHeaders::_DetermineEOLCharacter(const QString& text)

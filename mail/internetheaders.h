@@ -27,6 +27,8 @@ public:
     void Delete(const QString& name, qint32 number);
     QString CommaSeparatedValues(const QString& name) const;
     static QString _DetermineEOLCharacter(const QString& text);
+    // Folded lines joined: a line end followed by a blank or a tab becomes one blank.
+    static QString unfold(const QString& text, const QString& eol);
     void DeleteAllHeaders();
     QString _FormatHTTPHeaders() const;
     QString _FormatEmailHeaders() const;

@@ -1,3 +1,4 @@
+#include "app.h"
 #include "dialogs.h"
 #include "folderitem.h"
 #include "principal.h"
@@ -6,8 +7,7 @@
 void Principal::FazBackup()
 {
     // The path is rebuilt by name, not asked of the open database.
-    const FolderItem db
-        = SpecialFolder::Documents().Child(QStringLiteral("Tally Vane")).Child(QStringLiteral("Tally Vane.rbd"));
+    const FolderItem db = App::DatabaseItem();
     const std::optional<FolderItem> f = GetSaveFolderItem(QString(), QStringLiteral("Tally Vane.rbd"));
     if (!f)
         return;

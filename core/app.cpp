@@ -79,7 +79,7 @@ bool App::Open()
     const FolderItem folder = DataFolder();
     if (!folder.Exists())
         folder.CreateAsFolder();
-    const FolderItem file = folder.Child(QStringLiteral("Tally Vane.rbd"));
+    const FolderItem file = DatabaseItem();
     tvDB = std::make_unique<SQLDatabase>();
     tvDB->DatabaseFile = file.NativePath();
     if (!file.Exists()) {

@@ -40,6 +40,18 @@ def authenticator(server, session, envelope, mechanism, auth_data):
 
 
 class MailServer(SMTP):
+    # aiosmtpd writes each line of a multi-line reply on its own, so a busy machine can hand the
+    # client half an EHLO reply. Postfix and Exim send a reply in one write; so does this server.
+    _held = b""
+
+    async def push(self, status):
+        line = status.encode("utf-8" if self.enable_SMTPUTF8 else "ascii") if isinstance(status, str) else status
+        if line[3:4] == b"-":
+            self._held += line + b"\r\n"
+            return
+        line, self._held = self._held + line, b""
+        await super().push(line)
+
     # SASL mechanism names are case-insensitive on real servers (Postfix, Exim); aiosmtpd 1.4 alone
     # compares them as written, and the client names its mechanism in lower case.
     async def smtp_AUTH(self, arg):

@@ -15,18 +15,33 @@
 #include <QTest>
 #include <QTimer>
 
+// The client, counting the reads its socket hands it.
+class WatchedSMTP : public SMTPSocket
+{
+public:
+    int reads = 0;
+
+protected:
+    void DataAvailable() override
+    {
+        ++reads;
+        SMTPSocket::DataAvailable();
+    }
+};
+
 // A server of our own that answers each client command with the next line of its script. The
-// first reply is the greeting. In a reply, "|PAUSE|" sends what stands before it and waits before
-// the rest, so that the client reads the pieces apart; "CLOSE" ends the connection.
+// first reply is the greeting. In a reply, "|PAUSE|" sends what stands before it and holds the rest
+// until the client has read the first piece, so that it reads the pieces apart; "CLOSE" ends the
+// connection.
 class ScriptedServer : public QObject
 {
     Q_OBJECT
 
 public:
-    ScriptedServer(QStringList replies, QStringList& timeline, std::function<qint32()> mode)
+    ScriptedServer(QStringList replies, QStringList& timeline, const WatchedSMTP& client)
         : m_replies(std::move(replies))
         , m_timeline(timeline)
-        , m_mode(std::move(mode))
+        , m_client(client)
     {
         connect(&m_server, &QTcpServer::newConnection, this, [this] {
             m_peer = m_server.nextPendingConnection();
@@ -56,10 +71,18 @@ private:
         const qsizetype pause = reply.indexOf(QLatin1String("|PAUSE|"));
         const QString now = pause < 0 ? reply : reply.left(pause);
         m_dataNext = now.startsWith(QLatin1String("354"));
+        const int readsBefore = m_client.reads;
         m_peer->write(now.toLatin1());
         m_peer->flush();
         if (pause >= 0)
-            QTimer::singleShot(150, this, [this, rest = reply.mid(pause + 7)] { send(rest); });
+            sendAfterRead(reply.mid(pause + 7), readsBefore);
+    }
+    void sendAfterRead(const QString& rest, int readsBefore)
+    {
+        if (m_client.reads > readsBefore)
+            send(rest);
+        else
+            QTimer::singleShot(5, this, [=, this] { sendAfterRead(rest, readsBefore); });
     }
     void received()
     {
@@ -76,7 +99,7 @@ private:
                 m_dataNext = false;
             }
             const QString shown = command.endsWith(QLatin1String("\r\n.")) ? QStringLiteral("<message>") : command;
-            m_timeline << QStringLiteral("C: %1 [%2]").arg(shown).arg(m_mode());
+            m_timeline << QStringLiteral("C: %1 [%2]").arg(shown).arg(m_client.mode());
             next();
         }
     }
@@ -85,7 +108,7 @@ private:
     QTcpSocket* m_peer = nullptr;
     QStringList m_replies;
     QStringList& m_timeline;
-    std::function<qint32()> m_mode;
+    const WatchedSMTP& m_client;
     QByteArray m_buffer;
     bool m_dataNext = false;
 };
@@ -257,8 +280,8 @@ private slots:
         QFETCH(QStringList, replies);
         QFETCH(QStringList, expected);
         QStringList timeline;
-        SMTPSocket smtp;
-        ScriptedServer server(replies, timeline, [&smtp] { return smtp.mode(); });
+        WatchedSMTP smtp;
+        ScriptedServer server(replies, timeline, smtp);
         record(smtp, timeline);
         smtp.Username = user;
         smtp.Password = QStringLiteral("s3cret é");
@@ -285,9 +308,8 @@ private slots:
     void promptWithNoKeyLeft()
     {
         QStringList timeline;
-        SMTPSocket smtp;
-        ScriptedServer server(
-            {"220 hi\r\n", "250 hi\r\n", "334 \r\n", "250 ok\r\n"}, timeline, [&smtp] { return smtp.mode(); });
+        WatchedSMTP smtp;
+        ScriptedServer server({"220 hi\r\n", "250 hi\r\n", "334 \r\n", "250 ok\r\n"}, timeline, smtp);
         record(smtp, timeline);
         smtp.Username = QStringLiteral("u");
         smtp.Messages << message({"a@x.test"});
@@ -306,9 +328,8 @@ private slots:
     void staleKeysComeFirst()
     {
         QStringList timeline;
-        SMTPSocket smtp;
-        ScriptedServer first(
-            {"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "535 no\r\n"}, timeline, [&smtp] { return smtp.mode(); });
+        WatchedSMTP smtp;
+        ScriptedServer first({"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "535 no\r\n"}, timeline, smtp);
         record(smtp, timeline);
         smtp.Username = QStringLiteral("old");
         smtp.Password = QStringLiteral("pw");
@@ -322,7 +343,7 @@ private slots:
         smtp.Username = QStringLiteral("new");
         ScriptedServer second(
             {"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "334 VXNlcm5hbWU6\r\n", "334 UGFzc3dvcmQ6\r\n"}, timeline,
-            [&smtp] { return smtp.mode(); });
+            smtp);
         TCPSocket::redirectPort25(second.port());
         smtp.SendMail();
         settle(timeline);
@@ -356,9 +377,8 @@ private slots:
         QFETCH(QByteArray, greeting);
         QFETCH(QString, first);
         QStringList timeline;
-        SMTPSocket smtp;
-        ScriptedServer server(
-            {QString::fromLatin1(greeting), "250 hello\r\n"}, timeline, [&smtp] { return smtp.mode(); });
+        WatchedSMTP smtp;
+        ScriptedServer server({QString::fromLatin1(greeting), "250 hello\r\n"}, timeline, smtp);
         record(smtp, timeline);
         smtp.Messages << message({"a@x.test"});
         smtp.Address = QStringLiteral("127.0.0.1");
@@ -402,7 +422,7 @@ private slots:
         QVERIFY(port > 0);
 
         QStringList timeline;
-        SMTPSocket smtp;
+        WatchedSMTP smtp;
         record(smtp, timeline);
         smtp.Username = user;
         smtp.Password = QStringLiteral("s3cret é");

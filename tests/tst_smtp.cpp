@@ -424,7 +424,7 @@ private slots:
         QVERIFY(port > 0);
 
         QStringList timeline;
-        WatchedSMTP smtp;
+        SMTPSocket smtp;
         record(smtp, timeline);
         smtp.Username = user;
         smtp.Password = QStringLiteral("s3cret é");

@@ -47,7 +47,7 @@ QVariant ColorToVariant(const QColor& color)
 bool SelectColor(QColor& c, const QString& prompt)
 {
     // A test may give the picker's answer: a colour, or an invalid variant for Cancel.
-    if (auto answer = DialogHooks::takeAnswer(QStringLiteral("SelectColor"))) {
+    if (auto answer = DialogHooks::takeAnswer(Dialog::SelectColor)) {
         if (!answer->isValid())
             return false;
         c = VariantToColor(*answer);

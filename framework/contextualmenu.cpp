@@ -36,7 +36,7 @@ QStringList ContextualMenu::rows() const
 
 void ContextualMenu::Open()
 {
-    if (auto answer = DialogHooks::takeAnswer(objectName())) {
+    if (auto answer = DialogHooks::takeAnswer(Dialog::ContextualMenu)) {
         if (!answer->isValid())
             return;
         for (QAction* a : actions()) {

@@ -11,7 +11,8 @@ struct HookState
 {
     bool recording = false;
     QStringList messages;
-    QHash<QString, QQueue<QVariant>> answers;
+    QHash<Dialog, QQueue<std::optional<QVariant>>> answers;
+    std::function<void(const QString&)> unanswered;
 };
 HookState& state()
 {
@@ -37,17 +38,55 @@ void DialogHooks::record(const QString& text)
     state().messages.append(text);
 }
 
-void DialogHooks::pushAnswer(const QString& dialog, const QVariant& answer)
+QString dialogName(Dialog dialog)
+{
+    switch (dialog) {
+    case Dialog::Confirma:
+        return QStringLiteral("confirma");
+    case Dialog::SelectColor:
+        return QStringLiteral("SelectColor");
+    case Dialog::SaveFolderItem:
+        return QStringLiteral("GetSaveFolderItem");
+    case Dialog::ContextualMenu:
+        return QStringLiteral("ContextualMenu");
+    case Dialog::MailSenha:
+        return QStringLiteral("wMailSenha");
+    }
+    return QString();
+}
+
+void DialogHooks::pushAnswer(Dialog dialog, const QVariant& answer)
 {
     state().answers[dialog].enqueue(answer);
 }
 
-std::optional<QVariant> DialogHooks::takeAnswer(const QString& dialog)
+void DialogHooks::showReal(Dialog dialog)
+{
+    state().answers[dialog].enqueue(std::nullopt);
+}
+
+std::optional<QVariant> DialogHooks::takeAnswer(Dialog dialog)
 {
     auto it = state().answers.find(dialog);
-    if (it == state().answers.end() || it->isEmpty())
+    if (it != state().answers.end() && !it->isEmpty())
+        return it->dequeue();
+    if (!state().recording)
         return std::nullopt;
-    return it->dequeue();
+    state().messages.append(QStringLiteral("unanswered: ") + dialogName(dialog));
+    if (state().unanswered)
+        state().unanswered(dialogName(dialog));
+    return QVariant();
+}
+
+bool DialogHooks::hasAnswer(Dialog dialog)
+{
+    auto it = state().answers.constFind(dialog);
+    return it != state().answers.constEnd() && !it->isEmpty();
+}
+
+void DialogHooks::setUnansweredHandler(std::function<void(const QString&)> handler)
+{
+    state().unanswered = std::move(handler);
 }
 
 void DialogHooks::clear()
@@ -69,7 +108,7 @@ void MsgBox(const QString& text)
 std::optional<FolderItem> GetSaveFolderItem(const QString& filter, const QString& defaultName)
 {
     QString path;
-    if (auto answer = DialogHooks::takeAnswer(QStringLiteral("GetSaveFolderItem")))
+    if (auto answer = DialogHooks::takeAnswer(Dialog::SaveFolderItem))
         path = answer->toString();
     else
         path = QFileDialog::getSaveFileName(QApplication::activeWindow(), QString(),

@@ -446,7 +446,7 @@ bool Principal::AbreJanela(const QString& text, bool ask, const QString& title)
     }
     // Any way out of the window but Ok reads as no.
     w->opcao = false;
-    if (auto answer = DialogHooks::takeAnswer(QStringLiteral("confirma")))
+    if (auto answer = DialogHooks::takeAnswer(Dialog::Confirma))
         return answer->toBool();
     w->exec();
     return w->opcao;

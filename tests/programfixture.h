@@ -8,10 +8,10 @@
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QKeyEvent>
-#include <QLineEdit>
 #include <QDir>
 #include <QFile>
+#include <QKeyEvent>
+#include <QLineEdit>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -19,7 +19,8 @@
 #include <sqlite3.h>
 
 // A fresh home for each test: the program's folders point into it, never at the user's files.
-class TestHome {
+class TestHome
+{
 public:
     TestHome()
     {
@@ -56,7 +57,8 @@ private:
 };
 
 // Runs SQL on the database file through a connection of its own, as another program would.
-class Sql {
+class Sql
+{
 public:
     explicit Sql(const QString& path)
     {
@@ -74,8 +76,8 @@ public:
             QStringList fields;
             for (int i = 0; i < sqlite3_column_count(st); ++i) {
                 fields << (sqlite3_column_type(st, i) == SQLITE_NULL
-                               ? QStringLiteral("<null>")
-                               : QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i))));
+                        ? QStringLiteral("<null>")
+                        : QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i))));
             }
             rows << fields.join(QLatin1Char('|'));
         }
@@ -89,7 +91,8 @@ private:
 };
 
 // One run of the program inside the test process: App, the main window, and its closing.
-class Program {
+class Program
+{
 public:
     Program()
     {
@@ -97,6 +100,10 @@ public:
         setQuitRecordsOnly(true);
         DialogHooks::clear();
         DialogHooks::setRecording(true);
+        // A dialog the test forgot to answer fails the test there and then, naming the dialog.
+        DialogHooks::setUnansweredHandler([](const QString& dialog) {
+            QTest::qFail(qPrintable(QStringLiteral("unanswered: ") + dialog), __FILE__, __LINE__);
+        });
         m_app = std::make_unique<App>();
     }
     ~Program() { quit(); }

@@ -305,7 +305,7 @@ private slots:
             QVERIFY(old.open(QIODevice::WriteOnly));
             old.write(QByteArray(100000, 'x'));
         }
-        DialogHooks::pushAnswer("GetSaveFolderItem", copy);
+        DialogHooks::pushAnswer(Dialog::SaveFolderItem, copy);
         press(how.constData());
         QCOMPARE(DialogHooks::takeMessages(), QStringList({"Backup Ok"}));
         QCOMPARE(q(copy, "PRAGMA integrity_check"), QStringLiteral("ok"));
@@ -320,7 +320,7 @@ private slots:
 
     void cancelledBackupCopiesNothing()
     {
-        DialogHooks::pushAnswer("GetSaveFolderItem", QString());
+        DialogHooks::pushAnswer(Dialog::SaveFolderItem, QString());
         QTest::mouseClick(button("tb_backup"), Qt::LeftButton);
         QCOMPARE(QDir(m_home->path()).entryList(QDir::Files), QStringList());
         QCOMPARE(QDir(m_home->dataFolder()).entryList(QDir::Files), QStringList({"Tally Vane.rbd"}));
@@ -330,6 +330,7 @@ private slots:
     void saveDialogOffersTheDatabaseName()
     {
         QString offered;
+        DialogHooks::showReal(Dialog::SaveFolderItem);
         QTimer::singleShot(0, this, [&offered, this] {
             QFileDialog* d = nullptr;
             QTRY_VERIFY((d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())));

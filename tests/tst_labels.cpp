@@ -168,7 +168,7 @@ private slots:
         startWith({{"first", "Important"}, {"second", ""}});
         w->modo_insere2 = inserting;
         const int row = rowOf("first");
-        DialogHooks::pushAnswer("ContextualMenu1", choice);
+        DialogHooks::pushAnswer(Dialog::ContextualMenu, choice);
         rightClick(row, column);
         QCOMPARE(w->RowClicked, row);
         QCOMPARE(w->ColumnClicked, column);
@@ -182,6 +182,7 @@ private slots:
     void menuWorksWithTheMouse()
     {
         startWith({{"first", ""}});
+        DialogHooks::showReal(Dialog::ContextualMenu);
         rightClick(0, 3);
         auto* menu = w->ContextualMenu1;
         QTRY_VERIFY(menu->isVisible());
@@ -192,6 +193,7 @@ private slots:
         QCOMPARE(q("SELECT id, Label FROM Tarefas"), QStringLiteral("10|"));
         QCOMPARE(w->RowClicked, 0);
 
+        DialogHooks::showReal(Dialog::ContextualMenu);
         rightClick(0, 5);
         QTRY_VERIFY(menu->isVisible());
         QAction* pending = menu->actions().at(1);
@@ -204,7 +206,7 @@ private slots:
     {
         startWith({{"first", ""}});
         QTest::mouseClick(w->bt_insereprojeto, Qt::LeftButton);
-        DialogHooks::pushAnswer("ContextualMenu1", "Urgent");
+        DialogHooks::pushAnswer(Dialog::ContextualMenu, "Urgent");
         rightClick(0, 2);
         QCOMPARE(DialogHooks::takeMessages(), QStringList({"Invalid Data"}));
         QCOMPARE(w->Projetos->Cell(0, 7), QStringLiteral("Urgent"));
@@ -349,10 +351,10 @@ private slots:
         wLabels* e = wLabels::Instance();
         e->show();
         for (const QVariant& a : answers) {
-            DialogHooks::pushAnswer("SelectColor", a);
+            DialogHooks::pushAnswer(Dialog::SelectColor, a);
             QTest::mouseClick(e->Rectangle2, Qt::LeftButton);
         }
-        QVERIFY(!DialogHooks::takeAnswer("SelectColor"));
+        QVERIFY(!DialogHooks::hasAnswer(Dialog::SelectColor));
         QCOMPARE(e->cor2, saved);
         QCOMPARE(e->Rectangle2->FillColor(), VariantToColor(saved));
         QTest::mouseClick(e->btOk, Qt::LeftButton);
@@ -394,7 +396,7 @@ private slots:
         wLabels* e = wLabels::Instance();
         e->show();
         e->novalabel1->setText(QStringLiteral("Blocked"));
-        DialogHooks::pushAnswer("SelectColor", QColor(0, 0, 0));
+        DialogHooks::pushAnswer(Dialog::SelectColor, QColor(0, 0, 0));
         QTest::mouseClick(e->Rectangle1, Qt::LeftButton);
         QTest::mouseClick(e->btOk, Qt::LeftButton);
         QCOMPARE(DialogHooks::takeMessages(), QStringList({"DB Error - Labels"}));
@@ -405,7 +407,7 @@ private slots:
         QCOMPARE(w->cLabel1, QColor(0, 0, 0));
         QCOMPARE(w->tLabel1, QStringLiteral("Important"));
         QCOMPARE(w->ContextualMenu1->rows().first(), QStringLiteral("Important"));
-        DialogHooks::pushAnswer("ContextualMenu1", "Urgent");
+        DialogHooks::pushAnswer(Dialog::ContextualMenu, "Urgent");
         rightClick(rowOf("a"), 2);
         QCOMPARE(taskLabels(), QStringList({"Urgent", "Pending"}));
         QVERIFY(!w->Projetos->viewport()->grab().isNull());

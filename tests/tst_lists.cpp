@@ -52,6 +52,7 @@ class TestLists : public QObject
     // Answers the confirmation dialog as soon as it is shown.
     static void answerConfirmation(const std::function<void(confirma*)>& answer)
     {
+        DialogHooks::showReal(Dialog::Confirma);
         QTimer::singleShot(0, [answer] {
             confirma* d = confirma::Instance();
             QTRY_VERIFY(d->isVisible());
@@ -200,15 +201,27 @@ private slots:
         QCOMPARE(w->Contatos->ListCount(), deleted ? 2 : 4);
     }
 
+    // The fixture itself: a confirmation left unanswered fails the test at once, naming the dialog,
+    // and answers as Cancel would instead of waiting on a modal window.
+    void unansweredDialogFailsTheTest()
+    {
+        seedCustomers({{"Ann"}});
+        click(w->Contatos, 0, 1);
+        QEXPECT_FAIL("", "the confirmation was left unanswered on purpose", Continue);
+        QTest::keyClick(w->Contatos, Qt::Key_Delete);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"unanswered: confirma"}));
+        QCOMPARE(q("SELECT count(*) FROM Contatos"), QStringLiteral("1"));
+    }
+
     void deleteWithNothingSelectedAsksNothing()
     {
         seedTasks({{"P", "t"}});
         w->pagePanel()->setValue(1);
         w->Projetos->setFocus();
-        DialogHooks::pushAnswer(QStringLiteral("confirma"), true); // would delete if asked
+        DialogHooks::pushAnswer(Dialog::Confirma, true); // would delete if asked
         QTest::keyClick(w->Projetos, Qt::Key_Backspace);
         QCOMPARE(q("SELECT count(*) FROM Tarefas"), QStringLiteral("1"));
-        QVERIFY(DialogHooks::takeAnswer(QStringLiteral("confirma")).has_value());
+        QVERIFY(DialogHooks::hasAnswer(Dialog::Confirma));
     }
 
     void blankCustomerIsInvalidThenStoredThroughChange()

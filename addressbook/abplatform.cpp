@@ -1,0 +1,219 @@
+#include "abplatform.h"
+
+namespace abplatform {
+
+qint32 Record::get(const QString& key) const
+{
+    for (const auto& [k, v] : values) {
+        if (k == key)
+            return v;
+    }
+    return 0;
+}
+
+void Record::put(const QString& key, qint32 value)
+{
+    Table& t = platform().table;
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        if (values[i].first == key) {
+            t.release(values[i].second);
+            if (value)
+                values[i].second = value;
+            else
+                values.removeAt(i);
+            return;
+        }
+    }
+    if (value)
+        values.append({key, value});
+}
+
+Table::~Table()
+{
+    // Values hold only handles, so they can go in any order.
+    m_slots.clear();
+}
+
+qint32 Table::add(std::unique_ptr<Value> value, bool owned)
+{
+    qint32 handle = m_free;
+    if (handle) {
+        m_free = m_slots[size_t(handle - 1)].nextFree;
+    } else {
+        m_slots.emplace_back();
+        handle = qint32(m_slots.size());
+    }
+    Slot& s = m_slots[size_t(handle - 1)];
+    s.value = std::move(value);
+    s.refs = owned ? 0 : 1;
+    s.owned = owned ? 1 : 0;
+    s.immortal = false;
+    s.nextFree = 0;
+    m_owned += s.owned;
+    return handle;
+}
+
+Table::Slot* Table::slot(qint32 handle)
+{
+    if (handle <= 0 || size_t(handle) > m_slots.size())
+        return nullptr;
+    Slot& s = m_slots[size_t(handle - 1)];
+    return s.value ? &s : nullptr;
+}
+
+Value* Table::get(qint32 handle) const
+{
+    if (handle <= 0 || size_t(handle) > m_slots.size())
+        return nullptr;
+    return m_slots[size_t(handle - 1)].value.get();
+}
+
+void Table::retain(qint32 handle)
+{
+    if (Slot* s = slot(handle))
+        ++s->refs;
+}
+
+void Table::release(qint32 handle)
+{
+    Slot* s = slot(handle);
+    if (!s || s->immortal || s->refs <= 0)
+        return;
+    --s->refs;
+    if (s->refs == 0 && s->owned == 0)
+        drop(handle);
+}
+
+void Table::retainOwned(qint32 handle)
+{
+    Slot* s = slot(handle);
+    if (!s || s->immortal)
+        return;
+    ++s->owned;
+    ++m_owned;
+}
+
+void Table::releaseOwned(qint32 handle)
+{
+    Slot* s = slot(handle);
+    if (!s || s->immortal || s->owned <= 0)
+        return;
+    --s->owned;
+    --m_owned;
+    if (s->refs == 0 && s->owned == 0)
+        drop(handle);
+}
+
+void Table::makeImmortal(qint32 handle)
+{
+    if (Slot* s = slot(handle)) {
+        m_owned -= s->owned;
+        s->owned = 0;
+        s->immortal = true;
+    }
+}
+
+// Frees the value and gives back what it held, without recursion, so that long chains cannot
+// exhaust the stack.
+void Table::drop(qint32 first)
+{
+    QList<qint32> pending {first};
+    while (!pending.isEmpty()) {
+        const qint32 handle = pending.takeLast();
+        Slot* s = slot(handle);
+        if (!s)
+            continue;
+        std::unique_ptr<Value> value = std::move(s->value);
+        s->nextFree = m_free;
+        m_free = handle;
+        QList<qint32> held;
+        switch (value->kind) {
+        case Kind::Array:
+            if (static_cast<Array*>(value.get())->retains)
+                held = static_cast<Array*>(value.get())->items;
+            break;
+        case Kind::Dictionary:
+            for (const auto& [k, v] : static_cast<Dictionary*>(value.get())->entries)
+                held << k << v;
+            break;
+        case Kind::MultiValue:
+            for (const auto& e : static_cast<MultiValue*>(value.get())->entries)
+                held << e.value << e.label << e.identifier;
+            break;
+        case Kind::Person:
+        case Kind::Group: {
+            auto* r = static_cast<Record*>(value.get());
+            for (const auto& kv : r->values)
+                held << kv.second;
+            if (r->kind == Kind::Person)
+                held << static_cast<Person*>(r)->image;
+            else
+                held << static_cast<Group*>(r)->members << static_cast<Group*>(r)->subgroups;
+            break;
+        }
+        case Kind::SearchElement:
+            held << static_cast<SearchElement*>(value.get())->value << static_cast<SearchElement*>(value.get())->children;
+            break;
+        default:
+            break;
+        }
+        for (qint32 h : held) {
+            Slot* c = slot(h);
+            if (!c || c->immortal || c->refs <= 0)
+                continue;
+            if (--c->refs == 0 && c->owned == 0)
+                pending.append(h);
+        }
+    }
+}
+
+QString constantText(Constant c)
+{
+    static const char* const texts[kConstantCount] = {"UID", "First", "Last", "Birthday", "Organization", "JobTitle",
+        "HomePage", "Email", "Work", "Home", "Address", "Street", "City", "State", "ZIP", "Country", "CountryCode",
+        "Home", "Work", "Phone", "Work", "Home", "Mobile", "Main", "HomeFAX", "WorkFAX", "Pager", "AIMInstant", "Work",
+        "Home", "JabberInstant", "Work", "Home", "MSNInstant", "Work", "Home", "YahooInstant", "Work", "Home",
+        "ICQInstant", "Note", "Middle", "GroupName", "Other", "ABPerson", "Creation", "Modification", "FirstPhonetic",
+        "LastPhonetic", "Work", "Home", "MiddlePhonetic", "Title", "Suffix", "Nickname", "MaidenName", "Work", "Home",
+        "ABGroup", "ABDatabaseChangedNotification", "ABDatabaseChangedExternallyNotification"};
+    return QString::fromLatin1(texts[c]);
+}
+
+Platform::Platform()
+{
+    QHash<QString, qint32> made;
+    for (int c = 0; c < kConstantCount; ++c) {
+        const QString t = constantText(Constant(c));
+        qint32& h = made[t];
+        if (!h) {
+            h = newString(t, false);
+            table.makeImmortal(h);
+        }
+        constants[size_t(c)] = h;
+    }
+}
+
+QString Platform::text(qint32 handle) const
+{
+    const String* s = table.as<String>(handle);
+    return s ? s->text : QString();
+}
+
+namespace {
+std::unique_ptr<Platform>& instance()
+{
+    static std::unique_ptr<Platform> p;
+    return p;
+}
+}
+
+Platform& platform()
+{
+    if (!instance())
+        instance() = std::make_unique<Platform>();
+    return *instance();
+}
+
+void resetPlatform() { instance().reset(); }
+
+} // namespace abplatform

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <memory>
+
+// A small vCard reader and writer for versions 2.1, 3.0 and 4.0. Reading keeps the bytes of every
+// line, so that a card can be written back with only the properties that changed made anew.
+namespace vcard {
+
+enum class Version { V21, V30, V40 };
+
+struct Param
+{
+    QByteArray name; // upper case; the bare values of 2.1 count as TYPE (or ENCODING)
+    QList<QByteArray> values; // unquoted
+};
+
+struct Property
+{
+    QByteArray group; // "item1" of "item1.EMAIL"
+    QByteArray name; // upper case
+    QList<Param> params;
+    QByteArray value; // unfolded, still escaped and encoded
+    QByteArray raw; // the lines as they stand in the file, line ends included
+    int tag = -1; // free for the reader's user: which of its fields the line feeds
+
+    const Param* param(const char* name) const;
+    // Among the TYPE values, case-insensitive.
+    bool hasType(const char* type) const;
+    bool isPreferred() const;
+    // The value decoded (quoted-printable, charset) and unescaped.
+    QString text(Version version) const;
+    // The components of a structured value, split at unescaped separators, each unescaped.
+    QStringList components(Version version, char separator = ';') const;
+    // The decoded value before unescaping.
+    QString decoded(Version version) const;
+};
+
+struct Card
+{
+    Version version = Version::V30;
+    QList<Property> props; // without BEGIN and END
+    QByteArray raw; // from BEGIN to END, line ends included
+    bool complete = false; // END:VCARD was seen
+
+    const Property* first(const char* name) const;
+};
+
+struct File
+{
+    QList<std::shared_ptr<Card>> cards;
+    QList<QByteArray> gaps; // bytes before, between and after the cards: one more than the cards
+    QByteArray eol = "\r\n"; // the line end the file uses
+    bool clean = true; // false when anything could not be parsed: such a file is never rewritten
+};
+
+File parse(const QByteArray& data);
+
+// Writing. Values are given already escaped (escapeText) where their type needs it.
+QByteArray escapeText(const QString& text, Version version);
+QByteArray joinComponents(const QStringList& components, Version version, char separator = ';');
+// One property as lines: parameters written in the version's form, quoted-printable for 2.1 values
+// that are not plain ASCII, lines folded at 75 octets.
+QByteArray formatProperty(const Property& property, Version version, const QByteArray& eol);
+QByteArray versionText(Version version);
+
+} // namespace vcard

@@ -46,7 +46,10 @@ enum Field : int {
     FieldCount
 };
 
-constexpr quint32 bit(int field) { return 1u << field; }
+constexpr quint32 bit(int field)
+{
+    return 1u << field;
+}
 
 struct PropertyInfo
 {
@@ -140,7 +143,8 @@ int imField(const vcard::Property& p)
         if (scheme == f.scheme || (f.field == FMsn && scheme == "msn") || (f.field == FJabber && scheme == "jabber")
             || (f.field == FYahoo && scheme == "yahoo"))
             return f.field;
-        if (service && !service->values.isEmpty() && service->values.first().toLower() == QByteArray(f.service).toLower())
+        if (service && !service->values.isEmpty()
+            && service->values.first().toLower() == QByteArray(f.service).toLower())
             return f.field;
     }
     return -1;
@@ -205,7 +209,10 @@ bool isGroupCard(const vcard::Card& card)
     return false;
 }
 
-QDateTime base2001() { return QDateTime(QDate(2001, 1, 1), QTime(0, 0)); }
+QDateTime base2001()
+{
+    return QDateTime(QDate(2001, 1, 1), QTime(0, 0));
+}
 
 std::optional<double> parseDate(const QString& text)
 {
@@ -223,7 +230,8 @@ std::optional<double> parseDate(const QString& text)
         if (!clock.isEmpty()) {
             utc = clock.endsWith(QLatin1Char('Z'));
             clock.remove(QLatin1Char(':')).remove(QLatin1Char('Z'));
-            const QTime parsed = QTime::fromString(clock.left(6).leftJustified(6, QLatin1Char('0')), QStringLiteral("HHmmss"));
+            const QTime parsed
+                = QTime::fromString(clock.left(6).leftJustified(6, QLatin1Char('0')), QStringLiteral("HHmmss"));
             if (parsed.isValid())
                 time = parsed;
         }
@@ -368,7 +376,7 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
         else if (!p.group.isEmpty() && p.name == "X-ABADR")
             countryCodes.insert(p.group.toLower(), p.text(v));
     }
-    std::array<MultiValue*, FieldCount> lists {};
+    std::array<MultiValue*, FieldCount> lists{};
     QString formatted, org;
     bool named = false;
     const vcard::Property* showAs = card->first("X-ABSHOWAS");
@@ -438,7 +446,8 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
                     e.value = addressOf(p, v, countryCodes.value(p.group.toLower()));
                 } else {
                     QString text = p.text(v).trimmed();
-                    if (p.name == "IMPP")
+                    if (p.name == "IMPP"
+                        || (p.tag == FTel && text.startsWith(QLatin1String("tel:"), Qt::CaseInsensitive)))
                         text = text.mid(text.indexOf(QLatin1Char(':')) + 1);
                     e.value = P.newString(text, false);
                 }
@@ -620,12 +629,15 @@ int firstLine(const Record& r, int field, const char* name = nullptr)
     return -1;
 }
 
-QString textOf(const Record& r, Constant key) { return platform().text(r.get(constantText(key))); }
+QString textOf(const Record& r, Constant key)
+{
+    return platform().text(r.get(constantText(key)));
+}
 
 void setTypes(vcard::Property& p, const QList<QByteArray>& add, bool preferred, Version v)
 {
-    static const char* const labelish[] = {"work", "home", "cell", "mobile", "iphone", "fax", "pager", "main", "other",
-        "pref"};
+    static const char* const labelish[]
+        = {"work", "home", "cell", "mobile", "iphone", "fax", "pager", "main", "other", "pref"};
     for (vcard::Param& q : p.params) {
         if (q.name == "TYPE")
             q.values.removeIf([](const QByteArray& t) {
@@ -636,7 +648,8 @@ void setTypes(vcard::Property& p, const QList<QByteArray>& add, bool preferred, 
                 return false;
             });
     }
-    p.params.removeIf([](const vcard::Param& q) { return (q.name == "TYPE" && q.values.isEmpty()) || q.name == "PREF"; });
+    p.params.removeIf(
+        [](const vcard::Param& q) { return (q.name == "TYPE" && q.values.isEmpty()) || q.name == "PREF"; });
     QList<QByteArray> types = add;
     if (preferred && v != Version::V40)
         types.append("PREF");
@@ -645,14 +658,15 @@ void setTypes(vcard::Property& p, const QList<QByteArray>& add, bool preferred, 
             t = t.toLower();
     }
     if (!types.isEmpty()) {
-        auto it = std::find_if(p.params.begin(), p.params.end(), [](const vcard::Param& q) { return q.name == "TYPE"; });
+        auto it
+            = std::find_if(p.params.begin(), p.params.end(), [](const vcard::Param& q) { return q.name == "TYPE"; });
         if (it == p.params.end())
-            p.params.append(vcard::Param {"TYPE", types});
+            p.params.append(vcard::Param{"TYPE", types});
         else
             it->values.append(types);
     }
     if (preferred && v == Version::V40)
-        p.params.append(vcard::Param {"PREF", {"1"}});
+        p.params.append(vcard::Param{"PREF", {"1"}});
 }
 
 QByteArray listLines(const Record& r, const ListField& f, Version v, const QByteArray& eol)
@@ -674,13 +688,11 @@ QByteArray listLines(const Record& r, const ListField& f, Version v, const QByte
             const auto* d = P.table.as<Dictionary>(e.value);
             if (!d)
                 continue;
-            p.value = vcard::joinComponents({dictText(*d, QLatin1String(kPOBoxKey)),
-                                                dictText(*d, QLatin1String(kExtendedKey)),
-                                                dictText(*d, constantText(kAddressStreetKey)),
-                                                dictText(*d, constantText(kAddressCityKey)),
-                                                dictText(*d, constantText(kAddressStateKey)),
-                                                dictText(*d, constantText(kAddressZIPKey)),
-                                                dictText(*d, constantText(kAddressCountryKey))},
+            p.value = vcard::joinComponents(
+                {dictText(*d, QLatin1String(kPOBoxKey)), dictText(*d, QLatin1String(kExtendedKey)),
+                    dictText(*d, constantText(kAddressStreetKey)), dictText(*d, constantText(kAddressCityKey)),
+                    dictText(*d, constantText(kAddressStateKey)), dictText(*d, constantText(kAddressZIPKey)),
+                    dictText(*d, constantText(kAddressCountryKey))},
                 v);
         } else {
             const QString text = P.text(e.value);
@@ -690,6 +702,8 @@ QByteArray listLines(const Record& r, const ListField& f, Version v, const QByte
                 const qsizetype colon = here ? r.card->props[e.originIndex].value.indexOf(':') : -1;
                 p.value = (colon > 0 ? r.card->props[e.originIndex].value.left(colon) : QByteArray(f.scheme)) + ':'
                     + text.toUtf8();
+            } else if (const vcard::Param* kind = p.param("VALUE"); kind && kind->values.value(0).toLower() == "uri") {
+                p.value = "tel:" + text.toUtf8();
             } else {
                 p.value = vcard::escapeText(text, v);
             }
@@ -706,7 +720,8 @@ QByteArray base64Of(const vcard::Property& p)
     if (p.value.startsWith("data:") && comma > 0)
         return QByteArray::fromBase64(p.value.mid(comma + 1));
     const vcard::Param* enc = p.param("ENCODING");
-    if (enc && !enc->values.isEmpty() && (enc->values.first().toUpper() == "B" || enc->values.first().toUpper() == "BASE64"))
+    if (enc && !enc->values.isEmpty()
+        && (enc->values.first().toUpper() == "B" || enc->values.first().toUpper() == "BASE64"))
         return QByteArray::fromBase64(p.value);
     return QByteArray();
 }
@@ -770,13 +785,14 @@ QByteArray fieldLines(const Record& r, int field, Version v, const QByteArray& e
     case FRev:
         if (const auto* d = P.table.as<DateValue>(
                 r.get(constantText(field == FBday ? kBirthdayProperty : kModificationDateProperty))))
-            return line(lineFrom(r, firstLine(r, field), field == FBday ? "BDAY" : "REV"),
-                formatDate(d->seconds, field, v));
+            return line(
+                lineFrom(r, firstLine(r, field), field == FBday ? "BDAY" : "REV"), formatDate(d->seconds, field, v));
         return QByteArray();
     case FCategories: {
         const QStringList& cats = static_cast<const Person&>(r).categories;
-        return cats.isEmpty() ? QByteArray()
-                              : line(lineFrom(r, firstLine(r, field), "CATEGORIES"), vcard::joinComponents(cats, v, ','));
+        return cats.isEmpty()
+            ? QByteArray()
+            : line(lineFrom(r, firstLine(r, field), "CATEGORIES"), vcard::joinComponents(cats, v, ','));
     }
     case FPhoto: {
         const QByteArray image = personImage(static_cast<const Person&>(r));
@@ -892,9 +908,11 @@ QString newFilePath(const QString& folder, const QString& uid)
 QStringList addressBookPlaces()
 {
     const QString home = QDir::homePath();
-    QStringList places {QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/contacts"),
+    QStringList places{
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/contacts"),
         home + QLatin1String("/.contacts")};
-    QFile conf(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QLatin1String("/khard/khard.conf"));
+    QFile conf(
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QLatin1String("/khard/khard.conf"));
     if (conf.open(QIODevice::ReadOnly)) {
         bool inBooks = false;
         while (!conf.atEnd()) {
@@ -1044,8 +1062,14 @@ bool saveBook(Book& book)
     return ok;
 }
 
-qint32 personFromCard(const std::shared_ptr<vcard::Card>& card) { return newRecord(card, false, true); }
-qint32 createRecord(Kind kind) { return newRecord(nullptr, kind == Kind::Group, true); }
+qint32 personFromCard(const std::shared_ptr<vcard::Card>& card)
+{
+    return newRecord(card, false, true);
+}
+qint32 createRecord(Kind kind)
+{
+    return newRecord(nullptr, kind == Kind::Group, true);
+}
 
 QByteArray cardText(const Record& record)
 {
@@ -1094,15 +1118,27 @@ void touch(Record& record, const QString& key)
     }
 }
 
-void touchMembers(Record& record) { record.dirty |= bit(FMembers); }
-void touchCategories(Person& person) { person.dirty |= bit(FCategories); }
-void touchImage(Person& person) { person.dirty |= bit(FPhoto); }
+void touchMembers(Record& record)
+{
+    record.dirty |= bit(FMembers);
+}
+void touchCategories(Person& person)
+{
+    person.dirty |= bit(FCategories);
+}
+void touchImage(Person& person)
+{
+    person.dirty |= bit(FPhoto);
+}
 
 double secondsSince2001(const QDateTime& moment)
 {
     return double(moment.toSecsSinceEpoch() - base2001().toSecsSinceEpoch());
 }
 
-QDateTime momentOf(double seconds) { return base2001().addSecs(qint64(seconds)); }
+QDateTime momentOf(double seconds)
+{
+    return base2001().addSecs(qint64(seconds));
+}
 
 } // namespace abplatform

@@ -20,9 +20,15 @@ std::unique_ptr<Dictionary> mLoadedBundles;
 qint32 mKeyCallBacks = 0;
 qint32 mValueCallBacks = 0; // nothing ever writes it
 
-ab::Table& table() { return ab::platform().table; }
+ab::Table& table()
+{
+    return ab::platform().table;
+}
 
-Date dateBase() { return Date(QDateTime(QDate(2001, 1, 1), QTime(0, 0))); }
+Date dateBase()
+{
+    return Date(QDateTime(QDate(2001, 1, 1), QTime(0, 0)));
+}
 
 } // namespace
 
@@ -106,7 +112,10 @@ QString _ABCFDataGetString(qint32 ref)
     return d ? QString::fromUtf8(d->bytes) : QString();
 }
 
-qint32 _ABStringToCFData(const QString& s) { return table().add(std::make_unique<ab::Data>(s.toUtf8()), true); }
+qint32 _ABStringToCFData(const QString& s)
+{
+    return table().add(std::make_unique<ab::Data>(s.toUtf8()), true);
+}
 
 qint32 _ABArrayCreate(const QList<qint32>& values)
 {
@@ -118,7 +127,10 @@ qint32 _ABArrayCreate(const QList<qint32>& values)
     return table().add(std::make_unique<ab::Array>(items, false), true);
 }
 
-qint32 _ABNumberCreate(qint32 value) { return table().add(std::make_unique<ab::Number>(value), true); }
+qint32 _ABNumberCreate(qint32 value)
+{
+    return table().add(std::make_unique<ab::Number>(value), true);
+}
 
 qint32 _ABNumberCreate(double value)
 {
@@ -254,8 +266,8 @@ qint32 _ABLoadDataPtr(const QString& frameworkPath, const QString& symbolName)
 qint32 _ABkCFTypeDictionaryKeyCallBacks()
 {
     if (mKeyCallBacks == 0)
-        mKeyCallBacks = _ABLoadDataPtr(
-            QStringLiteral("/System/Library/Frameworks/CoreFoundation.framework"), QStringLiteral("kCFTypeDictionaryKeyCallBacks"));
+        mKeyCallBacks = _ABLoadDataPtr(QStringLiteral("/System/Library/Frameworks/CoreFoundation.framework"),
+            QStringLiteral("kCFTypeDictionaryKeyCallBacks"));
     return mKeyCallBacks;
 }
 
@@ -263,8 +275,8 @@ qint32 _ABkCFTypeDictionaryValueCallBacks()
 {
     // Looks the key symbol up and stores it as the key word; the value word stays 0.
     if (mValueCallBacks == 0)
-        mKeyCallBacks = _ABLoadDataPtr(
-            QStringLiteral("/System/Library/Frameworks/CoreFoundation.framework"), QStringLiteral("kCFTypeDictionaryKeyCallBacks"));
+        mKeyCallBacks = _ABLoadDataPtr(QStringLiteral("/System/Library/Frameworks/CoreFoundation.framework"),
+            QStringLiteral("kCFTypeDictionaryKeyCallBacks"));
     return mValueCallBacks;
 }
 
@@ -274,7 +286,10 @@ void BackgroundTask()
         QCoreApplication::processEvents();
 }
 
-qint64 liveOwnedHandlesForTesting() { return table().ownedCount(); }
+qint64 liveOwnedHandlesForTesting()
+{
+    return table().ownedCount();
+}
 
 void resetAddressBookForTesting()
 {
@@ -286,4 +301,7 @@ void resetAddressBookForTesting()
 
 } // namespace _ABCFFunctions
 
-std::shared_ptr<AddressBook> System::AddressBook() { return std::make_shared<::AddressBook>(); }
+std::shared_ptr<AddressBook> System::AddressBook()
+{
+    return std::make_shared<::AddressBook>();
+}

@@ -60,4 +60,4 @@ void resetAddressBookForTesting();
 namespace System {
 // A new AddressBook on every call.
 std::shared_ptr<::AddressBook> AddressBook();
-}
+} // namespace System

@@ -9,8 +9,14 @@ using namespace abplatform;
 
 namespace {
 
-Table& table() { return platform().table; }
-QString textOf(qint32 h) { return platform().text(h); }
+Table& table()
+{
+    return platform().table;
+}
+QString textOf(qint32 h)
+{
+    return platform().text(h);
+}
 
 Record* recordAt(qint32 h)
 {
@@ -18,7 +24,10 @@ Record* recordAt(qint32 h)
     return v && (v->kind == Kind::Person || v->kind == Kind::Group) ? static_cast<Record*>(v) : nullptr;
 }
 
-Book* sharedBook() { return table().as<Book>(platform().book); }
+Book* sharedBook()
+{
+    return table().as<Book>(platform().book);
+}
 
 Kind recordKindOf(qint32 recordType)
 {
@@ -277,70 +286,259 @@ bool dropFrom(QList<qint32>& list, qint32 h)
 
 } // namespace
 
-qint32 _ABFClass::StringToCFString(const QString& s) { return platform().newString(s, true); }
-QString _ABFClass::CFStringToString(qint32 cfstring) { return textOf(cfstring); }
+qint32 _ABFClass::StringToCFString(const QString& s)
+{
+    return platform().newString(s, true);
+}
+QString _ABFClass::CFStringToString(qint32 cfstring)
+{
+    return textOf(cfstring);
+}
 
-qint32 _ABFClass::kABUIDProperty() { return platform().constant(kUIDProperty); }
-qint32 _ABFClass::kABFirstNameProperty() { return platform().constant(kFirstNameProperty); }
-qint32 _ABFClass::kABLastNameProperty() { return platform().constant(kLastNameProperty); }
-qint32 _ABFClass::kABBirthdayProperty() { return platform().constant(kBirthdayProperty); }
-qint32 _ABFClass::kABOrganizationProperty() { return platform().constant(kOrganizationProperty); }
-qint32 _ABFClass::kABJobTitleProperty() { return platform().constant(kJobTitleProperty); }
-qint32 _ABFClass::kABHomePageProperty() { return platform().constant(kHomePageProperty); }
-qint32 _ABFClass::kABEmailProperty() { return platform().constant(kEmailProperty); }
-qint32 _ABFClass::kABEmailWorkLabel() { return platform().constant(kEmailWorkLabel); }
-qint32 _ABFClass::kABEmailHomeLabel() { return platform().constant(kEmailHomeLabel); }
-qint32 _ABFClass::kABAddressProperty() { return platform().constant(kAddressProperty); }
-qint32 _ABFClass::kABAddressStreetKey() { return platform().constant(kAddressStreetKey); }
-qint32 _ABFClass::kABAddressCityKey() { return platform().constant(kAddressCityKey); }
-qint32 _ABFClass::kABAddressStateKey() { return platform().constant(kAddressStateKey); }
-qint32 _ABFClass::kABAddressZIPKey() { return platform().constant(kAddressZIPKey); }
-qint32 _ABFClass::kABAddressCountryKey() { return platform().constant(kAddressCountryKey); }
-qint32 _ABFClass::kABAddressCountryCodeKey() { return platform().constant(kAddressCountryCodeKey); }
-qint32 _ABFClass::kABAddressHomeLabel() { return platform().constant(kAddressHomeLabel); }
-qint32 _ABFClass::kABAddressWorkLabel() { return platform().constant(kAddressWorkLabel); }
-qint32 _ABFClass::kABPhoneProperty() { return platform().constant(kPhoneProperty); }
-qint32 _ABFClass::kABPhoneWorkLabel() { return platform().constant(kPhoneWorkLabel); }
-qint32 _ABFClass::kABPhoneHomeLabel() { return platform().constant(kPhoneHomeLabel); }
-qint32 _ABFClass::kABPhoneMobileLabel() { return platform().constant(kPhoneMobileLabel); }
-qint32 _ABFClass::kABPhoneMainLabel() { return platform().constant(kPhoneMainLabel); }
-qint32 _ABFClass::kABPhoneHomeFAXLabel() { return platform().constant(kPhoneHomeFAXLabel); }
-qint32 _ABFClass::kABPhoneWorkFAXLabel() { return platform().constant(kPhoneWorkFAXLabel); }
-qint32 _ABFClass::kABPhonePagerLabel() { return platform().constant(kPhonePagerLabel); }
-qint32 _ABFClass::kABAIMInstantProperty() { return platform().constant(kAIMInstantProperty); }
-qint32 _ABFClass::kABAIMWorkLabel() { return platform().constant(kAIMWorkLabel); }
-qint32 _ABFClass::kABAIMHomeLabel() { return platform().constant(kAIMHomeLabel); }
-qint32 _ABFClass::kABJabberInstantProperty() { return platform().constant(kJabberInstantProperty); }
-qint32 _ABFClass::kABJabberWorkLabel() { return platform().constant(kJabberWorkLabel); }
-qint32 _ABFClass::kABJabberHomeLabel() { return platform().constant(kJabberHomeLabel); }
-qint32 _ABFClass::kABMSNInstantProperty() { return platform().constant(kMSNInstantProperty); }
-qint32 _ABFClass::kABMSNWorkLabel() { return platform().constant(kMSNWorkLabel); }
-qint32 _ABFClass::kABMSNHomeLabel() { return platform().constant(kMSNHomeLabel); }
-qint32 _ABFClass::kABYahooInstantProperty() { return platform().constant(kYahooInstantProperty); }
-qint32 _ABFClass::kABYahooWorkLabel() { return platform().constant(kYahooWorkLabel); }
-qint32 _ABFClass::kABYahooHomeLabel() { return platform().constant(kYahooHomeLabel); }
-qint32 _ABFClass::kABICQInstantProperty() { return platform().constant(kICQInstantProperty); }
-qint32 _ABFClass::kABNoteProperty() { return platform().constant(kNoteProperty); }
-qint32 _ABFClass::kABMiddleNameProperty() { return platform().constant(kMiddleNameProperty); }
-qint32 _ABFClass::kABGroupNameProperty() { return platform().constant(kGroupNameProperty); }
-qint32 _ABFClass::kABOtherLabel() { return platform().constant(kOtherLabel); }
-qint32 _ABFClass::kABPersonRecordType() { return platform().constant(kPersonRecordType); }
-qint32 _ABFClass::kABCreationDateProperty() { return platform().constant(kCreationDateProperty); }
-qint32 _ABFClass::kABModificationDateProperty() { return platform().constant(kModificationDateProperty); }
-qint32 _ABFClass::kABFirstNamePhoneticProperty() { return platform().constant(kFirstNamePhoneticProperty); }
-qint32 _ABFClass::kABLastNamePhoneticProperty() { return platform().constant(kLastNamePhoneticProperty); }
-qint32 _ABFClass::kABICQWorkLabel() { return platform().constant(kICQWorkLabel); }
-qint32 _ABFClass::kABICQHomeLabel() { return platform().constant(kICQHomeLabel); }
-qint32 _ABFClass::kABMiddleNamePhoneticProperty() { return platform().constant(kMiddleNamePhoneticProperty); }
-qint32 _ABFClass::kABTitleProperty() { return platform().constant(kTitleProperty); }
-qint32 _ABFClass::kABSuffixProperty() { return platform().constant(kSuffixProperty); }
-qint32 _ABFClass::kABNicknameProperty() { return platform().constant(kNicknameProperty); }
-qint32 _ABFClass::kABMaidenNameProperty() { return platform().constant(kMaidenNameProperty); }
-qint32 _ABFClass::kABWorkLabel() { return platform().constant(kWorkLabel); }
-qint32 _ABFClass::kABHomeLabel() { return platform().constant(kHomeLabel); }
-qint32 _ABFClass::kABGroupRecordType() { return platform().constant(kGroupRecordType); }
-qint32 _ABFClass::kABDatabaseChangedNotification() { return platform().constant(kDatabaseChangedNotification); }
-qint32 _ABFClass::kABDatabaseChangedExternallyNotification() { return platform().constant(kDatabaseChangedExternallyNotification); }
+qint32 _ABFClass::kABUIDProperty()
+{
+    return platform().constant(kUIDProperty);
+}
+qint32 _ABFClass::kABFirstNameProperty()
+{
+    return platform().constant(kFirstNameProperty);
+}
+qint32 _ABFClass::kABLastNameProperty()
+{
+    return platform().constant(kLastNameProperty);
+}
+qint32 _ABFClass::kABBirthdayProperty()
+{
+    return platform().constant(kBirthdayProperty);
+}
+qint32 _ABFClass::kABOrganizationProperty()
+{
+    return platform().constant(kOrganizationProperty);
+}
+qint32 _ABFClass::kABJobTitleProperty()
+{
+    return platform().constant(kJobTitleProperty);
+}
+qint32 _ABFClass::kABHomePageProperty()
+{
+    return platform().constant(kHomePageProperty);
+}
+qint32 _ABFClass::kABEmailProperty()
+{
+    return platform().constant(kEmailProperty);
+}
+qint32 _ABFClass::kABEmailWorkLabel()
+{
+    return platform().constant(kEmailWorkLabel);
+}
+qint32 _ABFClass::kABEmailHomeLabel()
+{
+    return platform().constant(kEmailHomeLabel);
+}
+qint32 _ABFClass::kABAddressProperty()
+{
+    return platform().constant(kAddressProperty);
+}
+qint32 _ABFClass::kABAddressStreetKey()
+{
+    return platform().constant(kAddressStreetKey);
+}
+qint32 _ABFClass::kABAddressCityKey()
+{
+    return platform().constant(kAddressCityKey);
+}
+qint32 _ABFClass::kABAddressStateKey()
+{
+    return platform().constant(kAddressStateKey);
+}
+qint32 _ABFClass::kABAddressZIPKey()
+{
+    return platform().constant(kAddressZIPKey);
+}
+qint32 _ABFClass::kABAddressCountryKey()
+{
+    return platform().constant(kAddressCountryKey);
+}
+qint32 _ABFClass::kABAddressCountryCodeKey()
+{
+    return platform().constant(kAddressCountryCodeKey);
+}
+qint32 _ABFClass::kABAddressHomeLabel()
+{
+    return platform().constant(kAddressHomeLabel);
+}
+qint32 _ABFClass::kABAddressWorkLabel()
+{
+    return platform().constant(kAddressWorkLabel);
+}
+qint32 _ABFClass::kABPhoneProperty()
+{
+    return platform().constant(kPhoneProperty);
+}
+qint32 _ABFClass::kABPhoneWorkLabel()
+{
+    return platform().constant(kPhoneWorkLabel);
+}
+qint32 _ABFClass::kABPhoneHomeLabel()
+{
+    return platform().constant(kPhoneHomeLabel);
+}
+qint32 _ABFClass::kABPhoneMobileLabel()
+{
+    return platform().constant(kPhoneMobileLabel);
+}
+qint32 _ABFClass::kABPhoneMainLabel()
+{
+    return platform().constant(kPhoneMainLabel);
+}
+qint32 _ABFClass::kABPhoneHomeFAXLabel()
+{
+    return platform().constant(kPhoneHomeFAXLabel);
+}
+qint32 _ABFClass::kABPhoneWorkFAXLabel()
+{
+    return platform().constant(kPhoneWorkFAXLabel);
+}
+qint32 _ABFClass::kABPhonePagerLabel()
+{
+    return platform().constant(kPhonePagerLabel);
+}
+qint32 _ABFClass::kABAIMInstantProperty()
+{
+    return platform().constant(kAIMInstantProperty);
+}
+qint32 _ABFClass::kABAIMWorkLabel()
+{
+    return platform().constant(kAIMWorkLabel);
+}
+qint32 _ABFClass::kABAIMHomeLabel()
+{
+    return platform().constant(kAIMHomeLabel);
+}
+qint32 _ABFClass::kABJabberInstantProperty()
+{
+    return platform().constant(kJabberInstantProperty);
+}
+qint32 _ABFClass::kABJabberWorkLabel()
+{
+    return platform().constant(kJabberWorkLabel);
+}
+qint32 _ABFClass::kABJabberHomeLabel()
+{
+    return platform().constant(kJabberHomeLabel);
+}
+qint32 _ABFClass::kABMSNInstantProperty()
+{
+    return platform().constant(kMSNInstantProperty);
+}
+qint32 _ABFClass::kABMSNWorkLabel()
+{
+    return platform().constant(kMSNWorkLabel);
+}
+qint32 _ABFClass::kABMSNHomeLabel()
+{
+    return platform().constant(kMSNHomeLabel);
+}
+qint32 _ABFClass::kABYahooInstantProperty()
+{
+    return platform().constant(kYahooInstantProperty);
+}
+qint32 _ABFClass::kABYahooWorkLabel()
+{
+    return platform().constant(kYahooWorkLabel);
+}
+qint32 _ABFClass::kABYahooHomeLabel()
+{
+    return platform().constant(kYahooHomeLabel);
+}
+qint32 _ABFClass::kABICQInstantProperty()
+{
+    return platform().constant(kICQInstantProperty);
+}
+qint32 _ABFClass::kABNoteProperty()
+{
+    return platform().constant(kNoteProperty);
+}
+qint32 _ABFClass::kABMiddleNameProperty()
+{
+    return platform().constant(kMiddleNameProperty);
+}
+qint32 _ABFClass::kABGroupNameProperty()
+{
+    return platform().constant(kGroupNameProperty);
+}
+qint32 _ABFClass::kABOtherLabel()
+{
+    return platform().constant(kOtherLabel);
+}
+qint32 _ABFClass::kABPersonRecordType()
+{
+    return platform().constant(kPersonRecordType);
+}
+qint32 _ABFClass::kABCreationDateProperty()
+{
+    return platform().constant(kCreationDateProperty);
+}
+qint32 _ABFClass::kABModificationDateProperty()
+{
+    return platform().constant(kModificationDateProperty);
+}
+qint32 _ABFClass::kABFirstNamePhoneticProperty()
+{
+    return platform().constant(kFirstNamePhoneticProperty);
+}
+qint32 _ABFClass::kABLastNamePhoneticProperty()
+{
+    return platform().constant(kLastNamePhoneticProperty);
+}
+qint32 _ABFClass::kABICQWorkLabel()
+{
+    return platform().constant(kICQWorkLabel);
+}
+qint32 _ABFClass::kABICQHomeLabel()
+{
+    return platform().constant(kICQHomeLabel);
+}
+qint32 _ABFClass::kABMiddleNamePhoneticProperty()
+{
+    return platform().constant(kMiddleNamePhoneticProperty);
+}
+qint32 _ABFClass::kABTitleProperty()
+{
+    return platform().constant(kTitleProperty);
+}
+qint32 _ABFClass::kABSuffixProperty()
+{
+    return platform().constant(kSuffixProperty);
+}
+qint32 _ABFClass::kABNicknameProperty()
+{
+    return platform().constant(kNicknameProperty);
+}
+qint32 _ABFClass::kABMaidenNameProperty()
+{
+    return platform().constant(kMaidenNameProperty);
+}
+qint32 _ABFClass::kABWorkLabel()
+{
+    return platform().constant(kWorkLabel);
+}
+qint32 _ABFClass::kABHomeLabel()
+{
+    return platform().constant(kHomeLabel);
+}
+qint32 _ABFClass::kABGroupRecordType()
+{
+    return platform().constant(kGroupRecordType);
+}
+qint32 _ABFClass::kABDatabaseChangedNotification()
+{
+    return platform().constant(kDatabaseChangedNotification);
+}
+qint32 _ABFClass::kABDatabaseChangedExternallyNotification()
+{
+    return platform().constant(kDatabaseChangedExternallyNotification);
+}
 
 qint32 _ABFClass::ABGetSharedAddressBook()
 {
@@ -548,7 +746,10 @@ bool _ABFClass::ABRecordRemoveValue(qint32 record, qint32 proprty)
     return true;
 }
 
-qint32 _ABFClass::ABPersonCreate() { return createRecord(Kind::Person); }
+qint32 _ABFClass::ABPersonCreate()
+{
+    return createRecord(Kind::Person);
+}
 
 qint32 _ABFClass::ABPersonCreateWithVCardRepresentation(qint32 vCard)
 {
@@ -565,8 +766,7 @@ qint32 _ABFClass::ABPersonCopyVCardRepresentation(qint32 person)
     return p ? table().add(std::make_unique<Data>(cardText(*p)), true) : 0;
 }
 
-qint32 _ABFClass::ABPersonCreateSearchElement(
-    qint32 proprty, qint32 label, qint32 key, qint32 value, qint32 comparison)
+qint32 _ABFClass::ABPersonCreateSearchElement(qint32 proprty, qint32 label, qint32 key, qint32 value, qint32 comparison)
 {
     if (textOf(proprty).isNull())
         return 0;
@@ -580,7 +780,10 @@ qint32 _ABFClass::ABPersonCreateSearchElement(
     return table().add(std::move(e), true);
 }
 
-qint32 _ABFClass::ABGroupCreate() { return createRecord(Kind::Group); }
+qint32 _ABFClass::ABGroupCreate()
+{
+    return createRecord(Kind::Group);
+}
 
 qint32 _ABFClass::ABGroupCopyArrayOfAllMembers(qint32 group)
 {
@@ -740,12 +943,13 @@ qint32 _ABFClass::ABMultiValueCreateMutableCopy(qint32 multiValue)
 
 qint32 _ABFClass::ABCopyLocalizedPropertyOrLabel(qint32 labelOrProperty)
 {
-    static const QHash<QString, QString> shown {{QStringLiteral("Work"), QStringLiteral("work")},
+    static const QHash<QString, QString> shown{{QStringLiteral("Work"), QStringLiteral("work")},
         {QStringLiteral("Home"), QStringLiteral("home")}, {QStringLiteral("Other"), QStringLiteral("other")},
         {QStringLiteral("Mobile"), QStringLiteral("mobile")}, {QStringLiteral("Main"), QStringLiteral("main")},
-        {QStringLiteral("HomeFAX"), QStringLiteral("home fax")}, {QStringLiteral("WorkFAX"), QStringLiteral("work fax")},
-        {QStringLiteral("Pager"), QStringLiteral("pager")}, {QStringLiteral("First"), QStringLiteral("First Name")},
-        {QStringLiteral("Last"), QStringLiteral("Last Name")}, {QStringLiteral("Middle"), QStringLiteral("Middle Name")},
+        {QStringLiteral("HomeFAX"), QStringLiteral("home fax")},
+        {QStringLiteral("WorkFAX"), QStringLiteral("work fax")}, {QStringLiteral("Pager"), QStringLiteral("pager")},
+        {QStringLiteral("First"), QStringLiteral("First Name")}, {QStringLiteral("Last"), QStringLiteral("Last Name")},
+        {QStringLiteral("Middle"), QStringLiteral("Middle Name")},
         {QStringLiteral("Organization"), QStringLiteral("Company")},
         {QStringLiteral("JobTitle"), QStringLiteral("Job Title")},
         {QStringLiteral("HomePage"), QStringLiteral("Home Page")}, {QStringLiteral("Phone"), QStringLiteral("Phone")},
@@ -795,7 +999,10 @@ bool _ABFClass::ABSearchElementMatchesRecord(qint32 searchElement, qint32 record
     return r && matches(searchElement, *r);
 }
 
-qint32 _ABFClass::ABMultiValueCreate() { return table().add(std::make_unique<MultiValue>(), true); }
+qint32 _ABFClass::ABMultiValueCreate()
+{
+    return table().add(std::make_unique<MultiValue>(), true);
+}
 
 qint32 _ABFClass::ABMultiValueCopyPrimaryIdentifier(qint32 multiValue)
 {

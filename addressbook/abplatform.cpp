@@ -117,7 +117,7 @@ void Table::makeImmortal(qint32 handle)
 // exhaust the stack.
 void Table::drop(qint32 first)
 {
-    QList<qint32> pending {first};
+    QList<qint32> pending{first};
     while (!pending.isEmpty()) {
         const qint32 handle = pending.takeLast();
         Slot* s = slot(handle);
@@ -152,7 +152,8 @@ void Table::drop(qint32 first)
             break;
         }
         case Kind::SearchElement:
-            held << static_cast<SearchElement*>(value.get())->value << static_cast<SearchElement*>(value.get())->children;
+            held << static_cast<SearchElement*>(value.get())->value
+                 << static_cast<SearchElement*>(value.get())->children;
             break;
         default:
             break;
@@ -205,7 +206,7 @@ std::unique_ptr<Platform>& instance()
     static std::unique_ptr<Platform> p;
     return p;
 }
-}
+} // namespace
 
 Platform& platform()
 {
@@ -214,6 +215,9 @@ Platform& platform()
     return *instance();
 }
 
-void resetPlatform() { instance().reset(); }
+void resetPlatform()
+{
+    instance().reset();
+}
 
 } // namespace abplatform

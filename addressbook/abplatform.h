@@ -266,7 +266,6 @@ private:
     qint64 m_owned = 0;
 };
 
-
 // The constants of the platform, in the bridge's order. Labels of one meaning share one text, so
 // that a work e-mail label and a work phone label compare equal.
 enum Constant : int {
@@ -341,7 +340,7 @@ struct Platform
 {
     Platform();
     Table table;
-    std::array<qint32, kConstantCount> constants {};
+    std::array<qint32, kConstantCount> constants{};
     qint32 book = 0;
 
     // The text of a string handle; a null string for anything else.

@@ -39,11 +39,26 @@ std::shared_ptr<AddressBookContact> AddressBook::CurrentUser()
     return me ? std::make_shared<AddressBookContact>(me, abref) : nullptr;
 }
 
-void AddressBook::setCurrentUser(const AddressBookContact& contact) { _ABC().ABSetMe(abref, contact._ref()); }
-bool AddressBook::Save() { return _ABC().ABSave(abref); }
-bool AddressBook::HasUnsavedChanges() { return _ABC().ABHasUnsavedChanges(abref); }
-void AddressBook::Add(const AddressBookRecord& record) { _ABC().ABAddRecord(abref, record._ref()); }
-void AddressBook::Remove(const AddressBookRecord& record) { _ABC().ABRemoveRecord(abref, record._ref()); }
+void AddressBook::setCurrentUser(const AddressBookContact& contact)
+{
+    _ABC().ABSetMe(abref, contact._ref());
+}
+bool AddressBook::Save()
+{
+    return _ABC().ABSave(abref);
+}
+bool AddressBook::HasUnsavedChanges()
+{
+    return _ABC().ABHasUnsavedChanges(abref);
+}
+void AddressBook::Add(const AddressBookRecord& record)
+{
+    _ABC().ABAddRecord(abref, record._ref());
+}
+void AddressBook::Remove(const AddressBookRecord& record)
+{
+    _ABC().ABRemoveRecord(abref, record._ref());
+}
 
 QList<std::shared_ptr<AddressBookContact>> AddressBook::Contacts()
 {
@@ -105,7 +120,10 @@ AddressBookData AddressBookRecord::property(qint32 key, const char* name)
     return AddressBookData(ref, abref, _ABC().CFStringToString(key), QString::fromLatin1(name));
 }
 
-AddressBookData AddressBookRecord::UniqueID() { return property(_ABC().kABUIDProperty(), "Unique ID"); }
+AddressBookData AddressBookRecord::UniqueID()
+{
+    return property(_ABC().kABUIDProperty(), "Unique ID");
+}
 
 Variant AddressBookRecord::Value(const QString& name)
 {
@@ -133,7 +151,8 @@ Variant AddressBookRecord::Value(const QString& name)
         result = _ABCFDateToDate(value);
         break;
     case 257: // the list itself stands as the record of the view, and stays held
-        return Variant(std::shared_ptr<Object>(std::make_shared<AddressBookData>(value, abref, name, QStringLiteral("Property"))));
+        return Variant(
+            std::shared_ptr<Object>(std::make_shared<AddressBookData>(value, abref, name, QStringLiteral("Property"))));
     default:
         _ABRelease(value);
         throw UnsupportedFormatException();
@@ -142,7 +161,10 @@ Variant AddressBookRecord::Value(const QString& name)
     return result;
 }
 
-Variant AddressBookRecord::_InternalValue(qint32 property) { return Value(_ABC().CFStringToString(property)); }
+Variant AddressBookRecord::_InternalValue(qint32 property)
+{
+    return Value(_ABC().CFStringToString(property));
+}
 
 void AddressBookRecord::setInternalValue(qint32 property, const Variant& value)
 {
@@ -234,8 +256,14 @@ AddressBookGroup::AddressBookGroup()
     ref = _ABC().ABGroupCreate();
 }
 
-AddressBookData AddressBookGroup::Name() { return property(_ABC().kABGroupNameProperty(), "Name"); }
-void AddressBookGroup::setName(const QString& name) { setInternalValue(_ABC().kABGroupNameProperty(), Variant(name)); }
+AddressBookData AddressBookGroup::Name()
+{
+    return property(_ABC().kABGroupNameProperty(), "Name");
+}
+void AddressBookGroup::setName(const QString& name)
+{
+    setInternalValue(_ABC().kABGroupNameProperty(), Variant(name));
+}
 
 QList<std::shared_ptr<AddressBookGroup>> AddressBookGroup::Groups()
 {

@@ -9,9 +9,15 @@ using namespace _ABCFFunctions;
 
 namespace {
 
-bool same(const QString& a, const char* b) { return asciiLower(a) == asciiLower(QString::fromLatin1(b)); }
+bool same(const QString& a, const char* b)
+{
+    return asciiLower(a) == asciiLower(QString::fromLatin1(b));
+}
 
-QString keyText(qint32 (_ABFClass::*constant)()) { return _ABC().CFStringToString((_ABC().*constant)()); }
+QString keyText(qint32 (_ABFClass::*constant)())
+{
+    return _ABC().CFStringToString((_ABC().*constant)());
+}
 
 } // namespace
 
@@ -154,10 +160,10 @@ QString AddressBookData::Label(qint32 index)
     const qint32 label = _ABC().ABMultiValueCopyLabelAtIndex(valref, index);
     _ABFClass& c = _ABC();
     // The phone labels stand for every property.
-    const std::pair<qint32, const char*> known[] = {{c.kABPhoneHomeLabel(), "Home"},
-        {c.kABPhoneHomeFAXLabel(), "Home Fax"}, {c.kABPhoneMainLabel(), "Main"}, {c.kABPhoneMobileLabel(), "Mobile"},
-        {c.kABOtherLabel(), "Other"}, {c.kABPhonePagerLabel(), "Pager"}, {c.kABPhoneWorkLabel(), "Work"},
-        {c.kABPhoneWorkFAXLabel(), "Work Fax"}};
+    const std::pair<qint32, const char*> known[]
+        = {{c.kABPhoneHomeLabel(), "Home"}, {c.kABPhoneHomeFAXLabel(), "Home Fax"}, {c.kABPhoneMainLabel(), "Main"},
+            {c.kABPhoneMobileLabel(), "Mobile"}, {c.kABOtherLabel(), "Other"}, {c.kABPhonePagerLabel(), "Pager"},
+            {c.kABPhoneWorkLabel(), "Work"}, {c.kABPhoneWorkFAXLabel(), "Work Fax"}};
     QString text;
     for (const auto& [constant, name] : known) {
         if (_ABEqual(label, constant)) {
@@ -268,7 +274,10 @@ void AddressBookData::addWithLabel(qint32 index, const QString& label, const Var
     _ABRelease(platformValue);
 }
 
-void AddressBookData::Append(const QString& label, const Variant& value) { addWithLabel(0, label, value, false); }
+void AddressBookData::Append(const QString& label, const Variant& value)
+{
+    addWithLabel(0, label, value, false);
+}
 
 void AddressBookData::Insert(qint32 index, const QString& label, const Variant& value)
 {
@@ -311,7 +320,10 @@ AddressBookAddress::~AddressBookAddress()
         _ABRelease(ref);
 }
 
-Variant AddressBookAddress::Value(const QString& key) { return _ABDictionaryGetValue(ref, key); }
+Variant AddressBookAddress::Value(const QString& key)
+{
+    return _ABDictionaryGetValue(ref, key);
+}
 
 void AddressBookAddress::setValue(const QString& key, const Variant& value)
 {
@@ -325,15 +337,51 @@ void AddressBookAddress::setValue(const QString& key, const Variant& value)
     _ABMDictionarySetValue(ref, _ABC().StringToCFString(key), _ABVariantToCFType(value));
 }
 
-QString AddressBookAddress::State() { return Value(keyText(&_ABFClass::kABAddressStateKey)).StringValue(); }
-QString AddressBookAddress::StreetAddress() { return Value(keyText(&_ABFClass::kABAddressStreetKey)).StringValue(); }
-QString AddressBookAddress::City() { return Value(keyText(&_ABFClass::kABAddressCityKey)).StringValue(); }
-QString AddressBookAddress::Zip() { return Value(keyText(&_ABFClass::kABAddressZIPKey)).StringValue(); }
-QString AddressBookAddress::Country() { return Value(keyText(&_ABFClass::kABAddressCountryKey)).StringValue(); }
-QString AddressBookAddress::CountryCode() { return Value(keyText(&_ABFClass::kABAddressCountryCodeKey)).StringValue(); }
-void AddressBookAddress::setState(const QString& v) { setValue(keyText(&_ABFClass::kABAddressStateKey), Variant(v)); }
-void AddressBookAddress::setStreetAddress(const QString& v) { setValue(keyText(&_ABFClass::kABAddressStreetKey), Variant(v)); }
-void AddressBookAddress::setCity(const QString& v) { setValue(keyText(&_ABFClass::kABAddressCityKey), Variant(v)); }
-void AddressBookAddress::setZip(const QString& v) { setValue(keyText(&_ABFClass::kABAddressZIPKey), Variant(v)); }
-void AddressBookAddress::setCountry(const QString& v) { setValue(keyText(&_ABFClass::kABAddressCountryKey), Variant(v)); }
-void AddressBookAddress::setCountryCode(const QString& v) { setValue(keyText(&_ABFClass::kABAddressCountryCodeKey), Variant(v)); }
+QString AddressBookAddress::State()
+{
+    return Value(keyText(&_ABFClass::kABAddressStateKey)).StringValue();
+}
+QString AddressBookAddress::StreetAddress()
+{
+    return Value(keyText(&_ABFClass::kABAddressStreetKey)).StringValue();
+}
+QString AddressBookAddress::City()
+{
+    return Value(keyText(&_ABFClass::kABAddressCityKey)).StringValue();
+}
+QString AddressBookAddress::Zip()
+{
+    return Value(keyText(&_ABFClass::kABAddressZIPKey)).StringValue();
+}
+QString AddressBookAddress::Country()
+{
+    return Value(keyText(&_ABFClass::kABAddressCountryKey)).StringValue();
+}
+QString AddressBookAddress::CountryCode()
+{
+    return Value(keyText(&_ABFClass::kABAddressCountryCodeKey)).StringValue();
+}
+void AddressBookAddress::setState(const QString& v)
+{
+    setValue(keyText(&_ABFClass::kABAddressStateKey), Variant(v));
+}
+void AddressBookAddress::setStreetAddress(const QString& v)
+{
+    setValue(keyText(&_ABFClass::kABAddressStreetKey), Variant(v));
+}
+void AddressBookAddress::setCity(const QString& v)
+{
+    setValue(keyText(&_ABFClass::kABAddressCityKey), Variant(v));
+}
+void AddressBookAddress::setZip(const QString& v)
+{
+    setValue(keyText(&_ABFClass::kABAddressZIPKey), Variant(v));
+}
+void AddressBookAddress::setCountry(const QString& v)
+{
+    setValue(keyText(&_ABFClass::kABAddressCountryKey), Variant(v));
+}
+void AddressBookAddress::setCountryCode(const QString& v)
+{
+    setValue(keyText(&_ABFClass::kABAddressCountryCodeKey), Variant(v));
+}

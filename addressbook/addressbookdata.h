@@ -62,8 +62,14 @@ private:
     void addWithLabel(qint32 index, const QString& label, const Variant& value, bool insert);
 };
 
-inline QString operator+(const QString& s, AddressBookData& d) { return d.Operator_AddRight(s); }
-inline QString operator+(const QString& s, AddressBookData&& d) { return d.Operator_AddRight(s); }
+inline QString operator+(const QString& s, AddressBookData& d)
+{
+    return d.Operator_AddRight(s);
+}
+inline QString operator+(const QString& s, AddressBookData&& d)
+{
+    return d.Operator_AddRight(s);
+}
 
 // One postal address: a platform dictionary, copied on its first change.
 class AddressBookAddress : public Object

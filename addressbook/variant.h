@@ -62,4 +62,7 @@ private:
 };
 
 // The framework's name for the type code.
-inline int VarType(const Variant& v) { return v.VarType(); }
+inline int VarType(const Variant& v)
+{
+    return v.VarType();
+}

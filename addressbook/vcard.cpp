@@ -91,7 +91,7 @@ void addParamValue(Property& p, const QByteArray& name, QByteArray value)
             return;
         }
     }
-    p.params.append(Param {name, {std::move(value)}});
+    p.params.append(Param{name, {std::move(value)}});
 }
 
 void parseParam(QByteArrayView text, Property& p, Version version)
@@ -101,8 +101,8 @@ void parseParam(QByteArrayView text, Property& p, Version version)
         const QByteArray bare = text.trimmed().toByteArray().toUpper();
         if (bare.isEmpty())
             return;
-        const bool encoding = bare == "QUOTED-PRINTABLE" || bare == "BASE64" || bare == "B" || bare == "8BIT"
-            || bare == "7BIT";
+        const bool encoding
+            = bare == "QUOTED-PRINTABLE" || bare == "BASE64" || bare == "B" || bare == "8BIT" || bare == "7BIT";
         addParamValue(p, encoding ? QByteArrayLiteral("ENCODING") : QByteArrayLiteral("TYPE"), bare);
         return;
     }
@@ -339,14 +339,16 @@ bool Property::hasType(const char* type) const
     return false;
 }
 
-bool Property::isPreferred() const { return hasType("pref") || param("PREF"); }
+bool Property::isPreferred() const
+{
+    return hasType("pref") || param("PREF");
+}
 
 QString Property::decoded(Version version) const
 {
     const Param* enc = param("ENCODING");
-    const QByteArray bytes = enc && !enc->values.isEmpty() && sameCI(enc->values.first(), "QUOTED-PRINTABLE")
-        ? qpDecode(value)
-        : value;
+    const QByteArray bytes
+        = enc && !enc->values.isEmpty() && sameCI(enc->values.first(), "QUOTED-PRINTABLE") ? qpDecode(value) : value;
     if (const Param* cs = param("CHARSET"); cs && !cs->values.isEmpty() && !sameCI(cs->values.first(), "UTF-8")) {
         QStringDecoder named(cs->values.first().constData());
         if (named.isValid())
@@ -360,7 +362,10 @@ QString Property::decoded(Version version) const
     return text;
 }
 
-QString Property::text(Version version) const { return unescape(decoded(version)); }
+QString Property::text(Version version) const
+{
+    return unescape(decoded(version));
+}
 
 QStringList Property::components(Version version, char separator) const
 {
@@ -389,7 +394,10 @@ const Property* Card::first(const char* name) const
     return nullptr;
 }
 
-File parse(const QByteArray& data) { return Reader(data).run(); }
+File parse(const QByteArray& data)
+{
+    return Reader(data).run();
+}
 
 QByteArray escapeText(const QString& text, Version version)
 {
@@ -441,9 +449,9 @@ QByteArray formatProperty(const Property& property, Version version, const QByte
         }
         if (!ascii || breaks) {
             params.removeIf([](const Param& p) { return p.name == "ENCODING" || p.name == "CHARSET"; });
-            params.append(Param {"ENCODING", {"QUOTED-PRINTABLE"}});
+            params.append(Param{"ENCODING", {"QUOTED-PRINTABLE"}});
             if (!ascii)
-                params.append(Param {"CHARSET", {"UTF-8"}});
+                params.append(Param{"CHARSET", {"UTF-8"}});
             value = qpEncode(value);
             qp = true;
         }

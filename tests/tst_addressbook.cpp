@@ -1,0 +1,513 @@
+#include "abcffunctions.h"
+#include "abfclass.h"
+#include "addressbook.h"
+#include "exceptions.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace _ABCFFunctions;
+
+namespace {
+
+// A fresh home whose vCard folders are the test's, and a fresh platform that will read them.
+class Home
+{
+public:
+    Home()
+    {
+        qputenv("HOME", m_dir.path().toUtf8());
+        qputenv("XDG_DATA_HOME", (m_dir.path() + QStringLiteral("/.local/share")).toUtf8());
+        qputenv("XDG_CONFIG_HOME", (m_dir.path() + QStringLiteral("/.config")).toUtf8());
+        resetAddressBookForTesting();
+    }
+    ~Home() { resetAddressBookForTesting(); }
+    QString path(const QString& relative) const { return m_dir.path() + QLatin1Char('/') + relative; }
+    QString contacts(const QString& file = QString()) const
+    {
+        return path(QStringLiteral(".local/share/contacts/") + file);
+    }
+    void write(const QString& file, const QByteArray& bytes) const
+    {
+        QDir().mkpath(QFileInfo(file).path());
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    }
+    QByteArray read(const QString& file) const
+    {
+        QFile f(file);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+QString describe(AddressBookContact& c)
+{
+    QStringList out;
+    auto single = [&](const char* tag, AddressBookData&& d) {
+        if (const QString t = d.Text(); !t.isEmpty())
+            out << QLatin1String(tag) + QLatin1Char('=') + t;
+    };
+    auto list = [&](const char* tag, AddressBookData&& d) {
+        QStringList items;
+        for (qint32 i = 0; i < d.Count(); ++i) {
+            QString value = d.Value(i).StringValue();
+            if (const auto a = d.Value(i).ObjectAs<AddressBookAddress>())
+                value = QStringList{a->StreetAddress(), a->City(), a->Zip(), a->Country()}.join(QLatin1Char('/'));
+            items << d.Label(i) + QLatin1Char(':') + value;
+        }
+        if (!items.isEmpty())
+            out << QLatin1String(tag) + QLatin1Char('=') + items.join(QLatin1Char(','));
+    };
+    single("first", c.FirstName());
+    single("last", c.LastName());
+    single("org", c.CompanyName());
+    single("title", c.JobTitle());
+    single("url", c.Homepage());
+    single("note", c.Note());
+    if (const Variant b = c.Birthday().Value(0); !b.IsNull())
+        out << QStringLiteral("bday=")
+                + QDateTime::fromSecsSinceEpoch(qint64(b.DateValue().TotalSeconds()))
+                      .toString(QStringLiteral("yyyy-MM-dd"));
+    list("email", c.EmailAddresses());
+    list("tel", c.PhoneNumbers());
+    list("adr", c.Addresses());
+    list("aim", c.AIMScreenNames());
+    list("jabber", c.JabberScreenNames());
+    list("yahoo", c.YahooScreenNames());
+    return out.join(QLatin1Char(';'));
+}
+
+QStringList describeAll(AddressBook& book)
+{
+    QStringList people;
+    for (const auto& c : book.Contacts())
+        people << describe(*c);
+    return people;
+}
+
+QString run(const QString& program, const QStringList& args, const QByteArray& input = QByteArray())
+{
+    QProcess p;
+    p.start(program, args);
+    p.write(input);
+    p.closeWriteChannel();
+    if (!p.waitForFinished(60000) || p.exitCode() != 0)
+        return QStringLiteral("failed: ") + QString::fromUtf8(p.readAllStandardError());
+    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+}
+
+} // namespace
+
+class TestAddressBook : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readPersons_data();
+    void readPersons();
+    void groups();
+    void realWriters();
+    void noBook();
+    void emptyBook();
+    void emailCountAndFirst();
+    void integerPropertyReadsAsDouble();
+    void find();
+    void saveAndReadAgain();
+    void handlesBalance();
+    void bridgeValues();
+    void listEditing();
+    void hostileInput_data();
+    void hostileInput();
+};
+
+void TestAddressBook::readPersons_data()
+{
+    QTest::addColumn<QByteArray>("card");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("3.0: folding, escapes, groups, labels, file order")
+        << QByteArray("BEGIN:VCARD\r\nVERSION:3.0\r\nN:\xc3\x85ngstr\xc3\xb6m;Zo\xc3\xab;;;\r\nFN:Zo\xc3\xab\r\n"
+                      "item1.EMAIL;TYPE=INTERNET:first@x.org\r\nitem1.X-ABLabel:_$!<Other>!$_\r\n"
+                      "EMAIL;TYPE=WORK:sec\r\n ond@x.org\r\nEMAIL;TYPE=HOME,PREF:third@x.org\r\n"
+                      "NOTE:a\\, b\\; c\\nd\r\nORG:Caf\xc3\xa9\\, Ltd;Sales\r\n\tTeam\r\nBDAY:1970-01-31\r\n"
+                      "X-JABBER;TYPE=WORK:z@jab.org\r\nIMPP;X-SERVICE-TYPE=Yahoo:ymsgr:zoey\r\nEND:VCARD\r\n")
+        << QStringLiteral("first=Zoë;last=Ångström;org=Café, Ltd;note=a, b; c\nd;bday=1970-01-31;"
+                          "email=Other:first@x.org,Work:second@x.org,Home:third@x.org;jabber=Work:z@jab.org;"
+                          "yahoo=Other:zoey");
+    QTest::newRow("2.1: quoted-printable, soft breaks, charsets, bare types")
+        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;CHARSET=ISO-8859-1;ENCODING=QUOTED-PRINTABLE:M=FCller;J=FCrgen\n"
+                      "EMAIL;INTERNET;WORK:j@w.de\nTEL;CELL:+49 1\nTEL;WORK;FAX:+49 2\nX-AIM;HOME:jaim\n"
+                      "NOTE;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-8:eins=0D=0Azwei =\n=C3=A4 drei\n"
+                      "ADR;HOME;ENCODING=QUOTED-PRINTABLE:;;Stra=C3=9Fe 1;K=C3=B6ln;;50667;Germany\nEND:VCARD\n")
+        << QStringLiteral("first=Jürgen;last=Müller;note=eins\r\nzwei ä drei;email=Work:j@w.de;"
+                          "tel=Mobile:+49 1,Work Fax:+49 2;adr=Home:Straße 1/Köln/50667/Germany;aim=Home:jaim");
+    QTest::newRow("4.0: PREF=1 is not the first, IMPP, uri values")
+        << QByteArray("BEGIN:VCARD\r\nVERSION:4.0\r\nKIND:individual\r\nFN:Ana Silva\r\nN:Silva;Ana;;;\r\n"
+                      "EMAIL;TYPE=home:one@a.pt\r\nEMAIL;PREF=1;TYPE=work:two@a.pt\r\nIMPP;TYPE=work:xmpp:ana@j.pt\r\n"
+                      "IMPP:aim:anaaim\r\nBDAY:19850412\r\nURL:https://a.pt/x,y\r\nTITLE:Engenheira\r\n"
+                      "TEL;TYPE=cell;VALUE=uri:tel:+351 9\r\nEND:VCARD\r\n")
+        << QStringLiteral("first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12;"
+                          "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt");
+    QTest::newRow("only FN, with a particle") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n")
+                                              << QStringLiteral("first=Maria;last=da Silva");
+    QTest::newRow("only FN, last name first") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Smith, John\nEND:VCARD\n")
+                                              << QStringLiteral("first=John;last=Smith");
+    QTest::newRow("only FN, one word") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:Madonna\nEND:VCARD\n")
+                                       << QStringLiteral("first=Madonna");
+    QTest::newRow("a company, no person's name")
+        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
+        << QStringLiteral("org=ACME Corp");
+}
+
+void TestAddressBook::readPersons()
+{
+    QFETCH(QByteArray, card);
+    QFETCH(QString, expected);
+    Home home;
+    home.write(home.contacts(QStringLiteral("card.vcf")), card);
+    const auto book = System::AddressBook();
+    QCOMPARE(describeAll(*book), QStringList{expected});
+}
+
+void TestAddressBook::groups()
+{
+    Home home;
+    auto card = [](const char* lines) { return QByteArray("BEGIN:VCARD\r\n") + lines + "END:VCARD\r\n"; };
+    home.write(home.contacts(QStringLiteral("a.vcf")),
+        card("VERSION:3.0\r\nUID:a1\r\nN:Alves;A;;;\r\nCATEGORIES:Friends,Work\r\n"));
+    home.write(home.contacts(QStringLiteral("b.vcf")),
+        card("VERSION:4.0\r\nKIND:group\r\nUID:team\r\nFN:Team\r\nMEMBER:urn:uuid:a1\r\nMEMBER:urn:uuid:b1\r\n"
+             "MEMBER:urn:uuid:nobody\r\n"));
+    home.write(home.contacts(QStringLiteral("c.vcf")),
+        card("VERSION:3.0\r\nUID:b1\r\nN:Bento;B;;;\r\nCATEGORIES:friends\r\n"));
+    home.write(home.contacts(QStringLiteral("d.vcf")),
+        card("VERSION:3.0\r\nX-ADDRESSBOOKSERVER-KIND:group\r\nFN:Old Club\r\nX-ADDRESSBOOKSERVER-MEMBER:b1\r\n"
+             "X-ADDRESSBOOKSERVER-MEMBER:urn:uuid:team\r\n"));
+    home.write(home.contacts(QStringLiteral("e.vcf")),
+        card("VERSION:3.0\r\nX-KIND:group\r\nUID:self\r\nFN:Self\r\nMEMBER:urn:uuid:self\r\n")
+            + card("VERSION:4.0\r\nKIND:group\r\nUID:c1\r\nFN:Cycle 1\r\nMEMBER:urn:uuid:c2\r\n")
+            + card("VERSION:4.0\r\nKIND:group\r\nUID:c2\r\nFN:Cycle 2\r\nMEMBER:urn:uuid:c1\r\n"));
+    const auto book = System::AddressBook();
+    QCOMPARE(book->Contacts().size(), 2);
+    QStringList seen;
+    for (const auto& g : book->Groups()) {
+        QStringList members, subgroups;
+        for (const auto& c : g->Contacts())
+            members << c->LastName().Text();
+        for (const auto& s : g->Groups())
+            subgroups << s->Name().Text();
+        seen << g->Name().Text() + QLatin1Char(':') + members.join(QLatin1Char(',')) + QLatin1Char('/')
+                + subgroups.join(QLatin1Char(','));
+    }
+    QCOMPARE(seen,
+        (QStringList{QStringLiteral("Friends:Alves,Bento/"), QStringLiteral("Work:Alves/"),
+            QStringLiteral("Team:Alves,Bento/"), QStringLiteral("Old Club:Bento/Team"), QStringLiteral("Self:/"),
+            QStringLiteral("Cycle 1:/Cycle 2"), QStringLiteral("Cycle 2:/Cycle 1")}));
+}
+
+// Cards written by khard and by Python's vobject, in two collections named by khard's configuration.
+void TestAddressBook::realWriters()
+{
+    Home home;
+    home.write(home.path(QStringLiteral(".config/khard/khard.conf")),
+        "[addressbooks]\n[[mine]]\npath = ~/books/khard/\n[[synced]]\npath = \"~/books/py\"\n[general]\ndebug = no\n");
+    QDir().mkpath(home.path(QStringLiteral("books/khard")));
+    QDir().mkpath(home.path(QStringLiteral("books/py")));
+    const struct
+    {
+        const char* version;
+        QByteArray yaml;
+    } made[] = {{"3.0",
+                    "First name : Zoë\nLast name : Ångström\nEmail :\n    work : zoe@work.example\n"
+                    "Phone :\n    cell : +49 170 1234\nOrganisation : Café Ltd\n"},
+        {"4.0",
+            "First name : José\nLast name : Núñez\nEmail :\n    home : jose@casa.example\n"
+            "Phone :\n    home : +34 91 555\n"}};
+    for (const auto& m : made)
+        QVERIFY(!run(QStringLiteral("khard"),
+            {QStringLiteral("new"), QStringLiteral("-a"), QStringLiteral("mine"), QStringLiteral("--vcard-version"),
+                QLatin1String(m.version)},
+            m.yaml)
+                     .startsWith(QLatin1String("failed")));
+    const QString script
+        = QStringLiteral("import sys, vobject\n"
+                         "for version, given, family, mails in (('3.0', 'Jürgen', 'Müller', ['j@w.de', 'j@home.de']),\n"
+                         "                                      ('4.0', 'Ana', 'Silva', ['ana@a.pt'])):\n"
+                         "    c = vobject.vCard()\n"
+                         "    if version == '4.0': c.add('version').value = version\n"
+                         "    c.add('n').value = vobject.vcard.Name(family=family, given=given)\n"
+                         "    c.add('fn').value = given + ' ' + family\n"
+                         "    for m in mails:\n"
+                         "        e = c.add('email'); e.value = m; e.type_param = 'WORK'\n"
+                         "    c.add('note').value = 'long note, with; commas ' * 5\n"
+                         "    open(sys.argv[1] + '/' + family + '.vcf', 'w').write(c.serialize())\n");
+    QCOMPARE(
+        run(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script, home.path(QStringLiteral("books/py"))}),
+        QString());
+    const auto book = System::AddressBook();
+    QStringList people;
+    for (const auto& c : book->Contacts())
+        people << c->FirstName().Text() + QLatin1Char(' ') + c->LastName().Text() + QLatin1Char(' ')
+                + (c->EmailAddresses().Count() ? c->EmailAddresses().Text() : QString());
+    people.sort();
+    QCOMPARE(people,
+        (QStringList{QStringLiteral("Ana Silva ana@a.pt"), QStringLiteral("José Núñez jose@casa.example"),
+            QStringLiteral("Jürgen Müller j@w.de"), QStringLiteral("Zoë Ångström zoe@work.example")}));
+}
+
+void TestAddressBook::noBook()
+{
+    Home home;
+    try {
+        System::AddressBook();
+        QFAIL("a book without folders");
+    } catch (const RuntimeException& e) {
+        QCOMPARE(e.Message(), QStringLiteral("AddressBook is not supported on Non-Mac OS X 10.2+ Systems"));
+    }
+}
+
+void TestAddressBook::emptyBook()
+{
+    Home home;
+    QDir().mkpath(home.path(QStringLiteral(".contacts")));
+    const auto book = System::AddressBook();
+    QCOMPARE(book->Contacts().size(), 0);
+    QCOMPARE(book->Groups().size(), 0);
+}
+
+void TestAddressBook::emailCountAndFirst()
+{
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")),
+        "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEND:VCARD\nBEGIN:VCARD\nVERSION:3.0\nN:Roe;Rick;;;\n"
+        "EMAIL;TYPE=HOME:b@x.org\nEMAIL;TYPE=WORK,PREF:a@x.org\nEMAIL:c@x.org\nEND:VCARD\n");
+    const auto people = System::AddressBook()->Contacts();
+    QCOMPARE(people[0]->EmailAddresses().Count(), 0);
+    QVERIFY_THROWS_EXCEPTION(OutOfBoundsException, people[0]->EmailAddresses().Text());
+    QCOMPARE(people[1]->EmailAddresses().Count(), 3);
+    QCOMPARE(people[1]->EmailAddresses().Operator_Convert(), QStringLiteral("b@x.org"));
+    QCOMPARE(people[1]->LastName().Operator_AddRight(people[1]->FirstName().Operator_Add(QStringLiteral(" "))),
+        QStringLiteral("Rick Roe"));
+}
+
+void TestAddressBook::integerPropertyReadsAsDouble()
+{
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")), "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEND:VCARD\n");
+    const auto person = System::AddressBook()->Contacts().value(0);
+    person->setValue(QStringLiteral("Rank"), Variant(qint32(7)));
+    const Variant rank = person->Value(QStringLiteral("Rank"));
+    QCOMPARE(rank.VarType(), int(Variant::TypeDouble));
+    QCOMPARE(rank.DoubleValue(), 7.0);
+    person->setValue(QStringLiteral("Unheard Of"), Variant());
+    QVERIFY(person->Value(QStringLiteral("Unheard Of")).IsNull());
+}
+
+void TestAddressBook::find()
+{
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")),
+        "BEGIN:VCARD\nVERSION:3.0\nN:Gon\xc3\xa7\x61lves;Jo\xc3\xa3o;;;\nEMAIL:JG@Example.COM\nEND:VCARD\n"
+        "BEGIN:VCARD\nVERSION:3.0\nN:Other;Ann;;;\nNOTE:meets joão on fridays\nEND:VCARD\n"
+        "BEGIN:VCARD\nVERSION:3.0\nN:Third;Tom;;;\nEND:VCARD\n");
+    const auto book = System::AddressBook();
+    auto names = [&](const QString& text) {
+        QStringList found;
+        for (const auto& r : book->Find(text))
+            found << std::dynamic_pointer_cast<AddressBookContact>(r)->FirstName().Text();
+        return found;
+    };
+    QCOMPARE(names(QStringLiteral("JOÃO")), (QStringList{QStringLiteral("João"), QStringLiteral("Ann")}));
+    QCOMPARE(names(QStringLiteral("example.com")), QStringList{QStringLiteral("João")});
+    QCOMPARE(names(QStringLiteral("nobody")), QStringList());
+}
+
+void TestAddressBook::saveAndReadAgain()
+{
+    Home home;
+    const QByteArray existing = "BEGIN:VCARD\r\nVERSION:3.0\r\nUID:ex-1\r\nN:Velho;Rui;;;\r\nFN:Rui Velho\r\n"
+                                "item1.EMAIL;TYPE=INTERNET:rui@old.pt\r\nitem1.X-ABLabel:Escola\r\n"
+                                "X-CUSTOM;X-PARAM=1:keep me\\; as is\r\nEND:VCARD\r\n";
+    const QByteArray unterminated = "BEGIN:VCARD\nVERSION:3.0\nN:Aberto;Ivo;;;\n";
+    const QByteArray garbage = QByteArray("\x00\x01garbage\xff", 11).repeated(50);
+    home.write(home.contacts(QStringLiteral("existing.vcf")), existing);
+    home.write(home.contacts(QStringLiteral("open.vcf")), unterminated);
+    home.write(home.contacts(QStringLiteral("zz.vcf")), garbage);
+    QString newUid;
+    {
+        const auto book = System::AddressBook();
+        const auto people = book->Contacts();
+        QCOMPARE(people.size(), 2);
+        people[0]->setLastName(QStringLiteral("Novo"));
+        people[0]->EmailAddresses().Append(QStringLiteral("Work"), Variant(QStringLiteral("rui@new.pt")));
+        people[1]->setNote(QStringLiteral("cannot be written"));
+        AddressBookContact fresh;
+        fresh.setFirstName(QStringLiteral("Nova"));
+        fresh.setLastName(QStringLiteral("Pessoa; Filha"));
+        fresh.EmailAddresses().Append(QStringLiteral("Home"), Variant(QStringLiteral("nova@x.org")));
+        fresh.setBirthday(Date(QDateTime(QDate(1990, 5, 17), QTime(0, 0))));
+        book->Add(fresh);
+        newUid = fresh.UniqueID().Text();
+        QVERIFY(book->HasUnsavedChanges());
+        QVERIFY(!book->Save()); // the unterminated card's change cannot be written
+    }
+    QCOMPARE(home.read(home.contacts(QStringLiteral("open.vcf"))), unterminated);
+    QCOMPARE(home.read(home.contacts(QStringLiteral("zz.vcf"))), garbage);
+    const QByteArray rewritten = home.read(home.contacts(QStringLiteral("existing.vcf")));
+    QVERIFY(rewritten.contains("\r\nitem1.EMAIL;TYPE=INTERNET:rui@old.pt\r\nEMAIL;TYPE=WORK:rui@new.pt\r\n"));
+    QVERIFY(rewritten.contains("\r\nitem1.X-ABLabel:Escola\r\n"));
+    QVERIFY(rewritten.contains("X-CUSTOM;X-PARAM=1:keep me\\; as is\r\n"));
+    const QString newFile = home.contacts(newUid + QStringLiteral(".vcf"));
+    QCOMPARE(run(QStringLiteral("/usr/bin/python3"),
+                 {QStringLiteral("-c"),
+                     QStringLiteral("import sys, vobject\nc = vobject.readOne(open(sys.argv[1]).read())\n"
+                                    "print(c.n.value.family, c.email.value, c.bday.value)"),
+                     newFile}),
+        QStringLiteral("Pessoa; Filha nova@x.org 1990-05-17"));
+
+    resetAddressBookForTesting();
+    const auto again = System::AddressBook();
+    QVERIFY(!again->HasUnsavedChanges());
+    // The new file's name, an upper-case UID, sorts first.
+    QCOMPARE(describeAll(*again),
+        (QStringList{QStringLiteral("first=Nova;last=Pessoa; Filha;bday=1990-05-17;email=Home:nova@x.org"),
+            QStringLiteral("first=Rui;last=Novo;email=:rui@old.pt,Work:rui@new.pt"),
+            QStringLiteral("first=Ivo;last=Aberto")}));
+}
+
+// Walking the whole book through the object layer gives back every handle it takes, except what
+// Find leaves by design: one search element per property, their combination and the matches.
+void TestAddressBook::handlesBalance()
+{
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")),
+        "BEGIN:VCARD\nVERSION:3.0\nUID:p1\nN:Lima;Eva;;;\nEMAIL;TYPE=WORK:e@l.br\nTEL;TYPE=CELL:1\n"
+        "ADR;TYPE=HOME:;;Rua 1;Recife;PE;50000;Brasil\nBDAY:1980-02-03\nCATEGORIES:VIP\nEND:VCARD\n"
+        "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Crew\nMEMBER:urn:uuid:p1\nEND:VCARD\n");
+    const auto book = System::AddressBook();
+    const qint64 before = liveOwnedHandlesForTesting();
+    for (const auto& c : book->Contacts()) {
+        describe(*c);
+        for (auto list :
+            {&AddressBookContact::EmailAddresses, &AddressBookContact::PhoneNumbers, &AddressBookContact::Addresses}) {
+            QVERIFY(!((*c).*list)().ActualLabel(0).isEmpty());
+            QVERIFY(!((*c).*list)().LocalizedLabel(0).isEmpty());
+        }
+        QVERIFY(!c->VCard().isEmpty());
+        QCOMPARE(c->UniqueID().Text(), QStringLiteral("p1"));
+        QCOMPARE(c->Value(QStringLiteral("Birthday")).VarType(), int(Variant::TypeDate));
+    }
+    QStringList groups;
+    for (const auto& g : book->Groups())
+        groups << g->Name().Text() + QString::number(g->Contacts().size() + g->Groups().size());
+    QCOMPARE(groups, (QStringList{QStringLiteral("VIP1"), QStringLiteral("Crew1")}));
+    QCOMPARE(liveOwnedHandlesForTesting(), before);
+    const qint32 properties = _ABC().ABCopyArrayOfPropertiesForRecordType(book->abref, _ABC().kABPersonRecordType());
+    const qint32 propertyCount = _ABArrayGetCount(properties);
+    _ABRelease(properties);
+    QCOMPARE(book->Find(QStringLiteral("eva")).size(), 1);
+    QCOMPARE(liveOwnedHandlesForTesting(), before + propertyCount + 2);
+}
+
+void TestAddressBook::bridgeValues()
+{
+    Home home;
+    const qint64 before = liveOwnedHandlesForTesting();
+    _ABRelease(0);
+    _ABRetain(0);
+    QVERIFY(_ABCFTypeToVariant(0).IsNull());
+    QVERIFY(_ABCFDateToDate(0).IsNull());
+    QCOMPARE(_ABC().ABMultiValueCount(0), 0);
+    const Date base(QDateTime(QDate(2001, 1, 1), QTime(0, 0)));
+    const qint32 date = _ABDateToCFDate(base);
+    QCOMPARE(_ABCFDateToDate(date).DateValue().TotalSeconds(), base.TotalSeconds());
+    const qint32 empty = _ABStringToCFData(QString());
+    QVERIFY(empty != 0);
+    QCOMPARE(_ABCFDataGetString(empty), QString());
+    const qint32 integer = _ABNumberCreate(qint32(42));
+    QCOMPARE(_ABNumberGetValue(integer).VarType(), int(Variant::TypeDouble));
+    QCOMPARE(_ABNumberGetValue(integer).DoubleValue(), 42.0);
+    const qint32 halves = _ABNumberCreate(2.5); // the Double's first word, which is 0 for 2.5
+    QCOMPARE(_ABNumberGetValue(halves).DoubleValue(), 0.0);
+    const qint32 key = _ABC().StringToCFString(QStringLiteral("a"));
+    QVERIFY(_ABEqual(key, _ABC().kABEmailProperty()) == false
+        && _ABEqual(_ABC().kABEmailWorkLabel(), _ABC().kABPhoneWorkLabel()));
+    QVERIFY_THROWS_EXCEPTION(UnsupportedFormatException,
+        _ABVariantToCFType(Variant(std::shared_ptr<Object>(std::make_shared<AddressBookData>(Variant())))));
+    for (qint32 h : {date, empty, integer, halves, key})
+        _ABRelease(h);
+    _ABRelease(key); // a second release of the same handle changes nothing
+    QCOMPARE(liveOwnedHandlesForTesting(), before);
+}
+
+void TestAddressBook::listEditing()
+{
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")),
+        "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEMAIL;TYPE=WORK:w@x\nEND:VCARD\n");
+    const auto person = System::AddressBook()->Contacts().value(0);
+    AddressBookData emails = person->EmailAddresses();
+    QCOMPARE(emails.Label(0), QStringLiteral("Work"));
+    emails.Insert(1, QStringLiteral("Home"), Variant(QStringLiteral("h@x")));
+    QVERIFY_THROWS_EXCEPTION(
+        OutOfBoundsException, emails.Insert(3, QStringLiteral("Home"), Variant(QStringLiteral("n@x"))));
+    emails.Insert(0, QStringLiteral("Other"), Variant(QStringLiteral("o@x")));
+    try {
+        person->MSNScreenNames().Append(QStringLiteral("Mobile"), Variant(QStringLiteral("m")));
+        QFAIL("a label the table lacks");
+    } catch (const RuntimeException& e) {
+        QCOMPARE(e.Message(), QStringLiteral("Unsupported label. Please use either \"Home\", \"Work\", or \"Other\""));
+    }
+    AddressBookData custom(person->_ref(), person->abref, QStringLiteral("Nowhere"), QStringLiteral("Nowhere"));
+    custom.Append(QStringLiteral("Other"), Variant(QStringLiteral("x")));
+    QVERIFY_THROWS_EXCEPTION(RuntimeException, custom.Append(QStringLiteral("Work"), Variant(QStringLiteral("x"))));
+    QCOMPARE(describe(*person), QStringLiteral("first=Jane;last=Doe;email=Other:o@x,Work:w@x,Home:h@x"));
+}
+
+void TestAddressBook::hostileInput_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<int>("persons");
+    QTest::addColumn<QString>("first"); // the first person, cut short
+    QByteArray noise(4096, '\0');
+    QRandomGenerator rng(7);
+    for (char& c : noise)
+        c = char(rng.bounded(256));
+    QTest::newRow("binary garbage") << noise << 0 << QString();
+    QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
+            + "\nEND:VCARD\n" << 1
+                                << QStringLiteral("first=Long;last=Line;note=xxxxxxxxxxxxxx");
+    QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << 0 << QString();
+    QTest::newRow("unterminated cards") << QByteArray("BEGIN:VCARD\nFN:One Two\nBEGIN:VCARD\nN:Four;Three\nEMAIL:t@x")
+                                        << 2 << QStringLiteral("first=One;last=Two");
+    // The soft line breaks run on into END, so the card stays open to the end of the file.
+    QTest::newRow("invalid quoted-printable")
+        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;ENCODING=QUOTED-PRINTABLE:=ZZ=4;=C3=\n=\nEND:VCARD\n") << 1
+        << QStringLiteral("first=\u00c3END:VCARD;last==ZZ=4");
+    QTest::newRow("invalid UTF-8") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:\xff\xfe\xc3 bad\nEND:VCARD\n") << 1
+                                   << QStringLiteral("first=\ufffd\ufffd\ufffd;last=bad");
+    QTest::newRow("lines without colons") << QByteArray("BEGIN:VCARD\n;;;\n:\nEMAIL\nEND:VCARD\n") << 1 << QString();
+}
+
+void TestAddressBook::hostileInput()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(int, persons);
+    QFETCH(QString, first);
+    Home home;
+    home.write(home.contacts(QStringLiteral("bad.vcf")), bytes);
+    const auto book = System::AddressBook();
+    const auto people = book->Contacts();
+    QCOMPARE(people.size(), persons);
+    QCOMPARE(people.isEmpty() ? QString() : describe(*people[0]).left(40), first);
+}
+
+QTEST_GUILESS_MAIN(TestAddressBook)
+#include "tst_addressbook.moc"

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 PACKAGES=(g++ cmake ninja-build pkg-config qt6-base-dev libgl-dev libsqlite3-dev sqlite3 clang-format
-          python3 python3-aiosmtpd msmtp)
+          python3 python3-aiosmtpd msmtp khard python3-vobject)
 
 install_missing() {
     local missing=()

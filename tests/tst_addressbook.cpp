@@ -340,26 +340,34 @@ void TestAddressBook::saveAndReadAgain()
     home.write(home.contacts(QStringLiteral("existing.vcf")), existing);
     home.write(home.contacts(QStringLiteral("open.vcf")), unterminated);
     home.write(home.contacts(QStringLiteral("zz.vcf")), garbage);
+    home.write(home.contacts(QStringLiteral("gone.vcf")), "BEGIN:VCARD\nVERSION:4.0\nFN:Gone Soon\nEND:VCARD\n");
     QString newUid;
     {
         const auto book = System::AddressBook();
         const auto people = book->Contacts();
-        QCOMPARE(people.size(), 2);
+        QCOMPARE(people.size(), 3);
+        book->Remove(*people[1]);
         people[0]->setLastName(QStringLiteral("Novo"));
         people[0]->EmailAddresses().Append(QStringLiteral("Work"), Variant(QStringLiteral("rui@new.pt")));
-        people[1]->setNote(QStringLiteral("cannot be written"));
+        people[2]->setNote(QStringLiteral("cannot be written"));
         AddressBookContact fresh;
         fresh.setFirstName(QStringLiteral("Nova"));
         fresh.setLastName(QStringLiteral("Pessoa; Filha"));
         fresh.EmailAddresses().Append(QStringLiteral("Home"), Variant(QStringLiteral("nova@x.org")));
         fresh.setBirthday(Date(QDateTime(QDate(1990, 5, 17), QTime(0, 0))));
         book->Add(fresh);
+        AddressBookGroup team;
+        team.setName(QStringLiteral("Equipa"));
+        book->Add(team);
+        team.Add(fresh);
+        team.Add(*people[0]);
         newUid = fresh.UniqueID().Text();
         QVERIFY(book->HasUnsavedChanges());
         QVERIFY(!book->Save()); // the unterminated card's change cannot be written
     }
     QCOMPARE(home.read(home.contacts(QStringLiteral("open.vcf"))), unterminated);
     QCOMPARE(home.read(home.contacts(QStringLiteral("zz.vcf"))), garbage);
+    QVERIFY(!QFile::exists(home.contacts(QStringLiteral("gone.vcf"))));
     const QByteArray rewritten = home.read(home.contacts(QStringLiteral("existing.vcf")));
     QVERIFY(rewritten.contains("\r\nitem1.EMAIL;TYPE=INTERNET:rui@old.pt\r\nEMAIL;TYPE=WORK:rui@new.pt\r\n"));
     QVERIFY(rewritten.contains("\r\nitem1.X-ABLabel:Escola\r\n"));
@@ -380,6 +388,9 @@ void TestAddressBook::saveAndReadAgain()
         (QStringList{QStringLiteral("first=Nova;last=Pessoa; Filha;bday=1990-05-17;email=Home:nova@x.org"),
             QStringLiteral("first=Rui;last=Novo;email=:rui@old.pt,Work:rui@new.pt"),
             QStringLiteral("first=Ivo;last=Aberto")}));
+    const auto groups = again->Groups();
+    QCOMPARE(groups.size(), 1);
+    QCOMPARE(groups[0]->Name().Text() + QString::number(groups[0]->Contacts().size()), QStringLiteral("Equipa2"));
 }
 
 // Walking the whole book through the object layer gives back every handle it takes, except what

@@ -121,6 +121,8 @@ private slots:
     void integerPropertyReadsAsDouble();
     void find();
     void saveAndReadAgain();
+    void rewriteEachVersion_data();
+    void rewriteEachVersion();
     void handlesBalance();
     void bridgeValues();
     void listEditing();
@@ -391,6 +393,40 @@ void TestAddressBook::saveAndReadAgain()
     const auto groups = again->Groups();
     QCOMPARE(groups.size(), 1);
     QCOMPARE(groups[0]->Name().Text() + QString::number(groups[0]->Contacts().size()), QStringLiteral("Equipa2"));
+}
+
+void TestAddressBook::rewriteEachVersion_data()
+{
+    QTest::addColumn<QByteArray>("version");
+    QTest::newRow("2.1") << QByteArray("2.1");
+    QTest::newRow("3.0") << QByteArray("3.0");
+    QTest::newRow("4.0") << QByteArray("4.0");
+}
+
+// Changed values come back whole from every version's writing: quoted-printable, escapes, folding.
+void TestAddressBook::rewriteEachVersion()
+{
+    QFETCH(QByteArray, version);
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")),
+        "BEGIN:VCARD\r\nVERSION:" + version + "\r\nN:Old;Ana;;;\r\nTEL;TYPE=HOME:1\r\nEND:VCARD\r\n");
+    const QString note = QStringLiteral("Zweite Straße; über, alles\n") + QString(60, QChar(0x00e9));
+    {
+        const auto book = System::AddressBook();
+        const auto person = book->Contacts().value(0);
+        person->setLastName(QStringLiteral("Ñandú; Øster"));
+        person->setNote(note);
+        person->PhoneNumbers().Append(QStringLiteral("Mobile"), Variant(QStringLiteral("+34 600")));
+        QVERIFY(book->Save());
+    }
+    const QByteArray written = home.read(home.contacts(QStringLiteral("p.vcf")));
+    for (const QByteArray& line : written.split('\n'))
+        QVERIFY2(line.size() <= 77, line.constData());
+    resetAddressBookForTesting();
+    const auto again = System::AddressBook();
+    QCOMPARE(describeAll(*again),
+        QStringList{
+            QStringLiteral("first=Ana;last=Ñandú; Øster;note=") + note + QStringLiteral(";tel=Home:1,Mobile:+34 600")});
 }
 
 // Walking the whole book through the object layer gives back every handle it takes, except what

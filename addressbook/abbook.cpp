@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QSet>
 #include <QStandardPaths>
 #include <QUuid>
 #include <span>
@@ -378,6 +379,7 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
     }
     std::array<MultiValue*, FieldCount> lists{};
     QString formatted, org;
+    QSet<QString> seenCategories; // folded; a set, so that a card with very many stays linear
     bool named = false;
     const vcard::Property* showAs = card->first("X-ABSHOWAS");
     const bool company = showAs && showAs->value.trimmed().toUpper() == "COMPANY";
@@ -422,8 +424,10 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
                 auto& cats = static_cast<Person&>(r).categories;
                 for (const QString& c : p.components(v, ',')) {
                     const QString name = c.trimmed();
-                    if (!name.isEmpty() && !cats.contains(name, Qt::CaseInsensitive))
+                    if (!name.isEmpty() && !seenCategories.contains(name.toCaseFolded())) {
+                        seenCategories.insert(name.toCaseFolded());
                         cats.append(name);
+                    }
                 }
             }
             break;
@@ -586,17 +590,19 @@ void resolveMembers(Book& book)
     for (qint32 gh : book.groups) {
         Group* g = P.table.as<Group>(gh);
         QList<QByteArray> unknown;
+        QSet<qint32> known;
         for (const QByteArray& value : std::as_const(g->unresolved)) {
             QString uid = QString::fromUtf8(value);
             if (uid.startsWith(QLatin1String("urn:uuid:"), Qt::CaseInsensitive))
                 uid = uid.mid(9);
             const qint32 m = byUid.value(uid);
             QList<qint32>& into = P.table.as<Person>(m) ? g->members : g->subgroups;
-            if (!m || m == gh || into.contains(m)) { // unknown or itself: skipped, but kept in the card
+            if (!m || m == gh || known.contains(m)) { // unknown or itself: skipped, but kept in the card
                 unknown.append(value);
                 continue;
             }
             into.append(m);
+            known.insert(m);
             P.table.retain(m);
         }
         g->unresolved = unknown;
@@ -998,11 +1004,14 @@ bool saveBook(Book& book)
     Platform& P = platform();
     bool ok = true;
     QList<FileRecord*> touched;
+    QSet<FileRecord*> seen;
     for (const QList<qint32>* list : {&book.people, &book.groups, &book.removed}) {
         for (qint32 h : *list) {
             const Record* r = recordAt(h);
-            if (r->file && (r->dirty || !r->inBook) && !touched.contains(r->file))
+            if (r->file && (r->dirty || !r->inBook) && !seen.contains(r->file)) {
                 touched.append(r->file);
+                seen.insert(r->file);
+            }
         }
     }
     for (FileRecord* file : std::as_const(touched)) {

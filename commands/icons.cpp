@@ -31,14 +31,27 @@ const QImage& masked(const QString& name)
     auto it = composed.find(name);
     if (it == composed.end()) {
         QImage icon = picture(name).convertToFormat(QImage::Format_ARGB32);
-        QImage alpha = picture(name + QStringLiteral("mask")).convertToFormat(QImage::Format_Grayscale8);
+        // "name@2x" has its mask in "namemask@2x".
+        QString mask = name;
+        mask.insert(name.endsWith(QLatin1String("@2x")) ? name.size() - 3 : name.size(), QLatin1String("mask"));
+        QImage alpha = picture(mask).convertToFormat(QImage::Format_Grayscale8);
         alpha.invertPixels();
+        // setAlphaChannel paints in logical pixels: at a ratio of 2 it would lay the mask on twice as large.
+        const qreal ratio = icon.devicePixelRatio();
+        icon.setDevicePixelRatio(1);
+        alpha.setDevicePixelRatio(1);
         icon.setAlphaChannel(alpha);
+        icon.setDevicePixelRatio(ratio);
         it = composed.insert(name, icon);
     }
     return *it;
 }
 } // namespace
+
+const QImage& drawingAt2x(const QString& name)
+{
+    return masked(name + QStringLiteral("@2x"));
+}
 
 const QImage& icone_projetos32x32()
 {

@@ -21,16 +21,24 @@ Toolbar1::Toolbar1(QWidget* parent)
     setMovable(false);
     setFloatable(false);
     setContextMenuPolicy(Qt::PreventContextMenu);
-    tb_projetos = button(QStringLiteral("tb_projetos"), QStringLiteral("Projects"), icone_projetos32x32());
-    tb_clientes = button(QStringLiteral("tb_clientes"), QStringLiteral("Customers"), icone_clientes32x32());
-    tb_label = button(QStringLiteral("tb_label"), QStringLiteral("Label"), icone_labels32x32());
-    tb_mail = button(QStringLiteral("tb_mail"), QStringLiteral("E-Mail"), icone_mailing32x32());
-    tb_backup = button(QStringLiteral("tb_backup"), QStringLiteral("Backup"), icone_backup32x32());
+    tb_projetos = button(QStringLiteral("tb_projetos"), QStringLiteral("Projects"), icone_projetos32x32(),
+        QStringLiteral("icone_projetos32x32"));
+    tb_clientes = button(QStringLiteral("tb_clientes"), QStringLiteral("Customers"), icone_clientes32x32(),
+        QStringLiteral("icone_clientes32x32"));
+    tb_label = button(
+        QStringLiteral("tb_label"), QStringLiteral("Label"), icone_labels32x32(), QStringLiteral("icone_labels32x32"));
+    tb_mail = button(QStringLiteral("tb_mail"), QStringLiteral("E-Mail"), icone_mailing32x32(),
+        QStringLiteral("icone_mailing32x32"));
+    tb_backup = button(QStringLiteral("tb_backup"), QStringLiteral("Backup"), icone_backup32x32(),
+        QStringLiteral("icone_backup32x32"));
 }
 
-QAction* Toolbar1::button(const QString& name, const QString& caption, const QImage& icon)
+QAction* Toolbar1::button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName)
 {
-    auto* a = new QAction(QIcon(QPixmap::fromImage(icon)), caption, this);
+    // QIcon hands a 2x screen the 64-pixel drawing rather than enlarging the 32-pixel picture.
+    QIcon both(QPixmap::fromImage(icon));
+    both.addPixmap(QPixmap::fromImage(drawingAt2x(pictureName)));
+    auto* a = new QAction(both, caption, this);
     a->setObjectName(name);
     a->setEnabled(true);
     a->setToolTip(QString());

@@ -19,5 +19,5 @@ public:
     QAction* tb_backup;
 
 private:
-    QAction* button(const QString& name, const QString& caption, const QImage& icon);
+    QAction* button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName);
 };

@@ -269,6 +269,26 @@ private slots:
             QVERIFY2(clear > 50 && solid > 200, qPrintable(a->objectName()));
         }
         QCOMPARE(names, QStringList({"tb_projetos", "tb_clientes", "tb_label", "tb_mail", "tb_backup"}));
+        // On a 2x screen each button shows its own 64-pixel drawing, not its small picture enlarged.
+        const QStringList pictures = {QStringLiteral("icone_projetos32x32"), QStringLiteral("icone_clientes32x32"),
+            QStringLiteral("icone_labels32x32"), QStringLiteral("icone_mailing32x32"),
+            QStringLiteral("icone_backup32x32")};
+        for (int i = 0; i < pictures.size(); ++i) {
+            const QImage sharp = bar->actions()
+                                     .at(i)
+                                     ->icon()
+                                     .pixmap(QSize(32, 32), 2.0)
+                                     .toImage()
+                                     .convertToFormat(QImage::Format_ARGB32);
+            const QImage mask = QImage(QStringLiteral(":/icons/%1mask@2x.png").arg(pictures.at(i)))
+                                    .convertToFormat(QImage::Format_Grayscale8);
+            QCOMPARE(sharp.size(), QSize(64, 64));
+            int wrong = 0;
+            for (int y = 0; y < 64; ++y)
+                for (int x = 0; x < 64; ++x)
+                    wrong += qAlpha(sharp.pixel(x, y)) != 255 - qGray(mask.pixel(x, y));
+            QVERIFY2(wrong == 0, qPrintable(pictures.at(i)));
+        }
         for (const QImage* mask : {&icone_projetos32x32mask(), &icone_clientes32x32mask(), &icone_labels32x32mask(),
                  &icone_mailing32x32mask(), &icone_backup32x32mask()})
             QCOMPARE(mask->size(), QSize(32, 32));

@@ -4,7 +4,8 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 PACKAGES=(g++ cmake ninja-build pkg-config qt6-base-dev libgl-dev libsqlite3-dev sqlite3 clang-format
-          python3 python3-aiosmtpd msmtp khard python3-vobject)
+          python3 python3-aiosmtpd msmtp khard python3-vobject
+          desktop-file-utils appstream groff dpkg-dev file)
 
 install_missing() {
     local missing=()

@@ -79,6 +79,8 @@ void wLabels::CreateControls()
         e->setObjectName(name);
         e->setGeometry(88, top, 152, 22);
         e->setMaxLength(15);
+        // The limit is for typing: a longer title from the file stays whole and can only get shorter.
+        connect(e, &QLineEdit::textEdited, e, [e] { e->setMaxLength(qMax(15, int(e->text().size()))); });
         return e;
     };
     novalabel1 = makeField(QStringLiteral("novalabel1"), 25);
@@ -144,8 +146,10 @@ bool wLabels::Rectangle_MouseDown(int index, int, int)
 
 void wLabels::Open()
 {
-    for (int i = 1; i <= 5; ++i)
+    for (int i = 1; i <= 5; ++i) {
+        novalabel(i)->setMaxLength(qMax(15, int(savedTitle(i).size())));
         novalabel(i)->setText(savedTitle(i));
+    }
 }
 
 void wLabels::btCancela_Action()

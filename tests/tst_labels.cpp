@@ -276,20 +276,25 @@ private slots:
 
     void editorSavesTheRowAsId1()
     {
-        startWith({});
+        // A title longer than the typing limit, as another program may write it, is kept whole.
+        const QString longTitle = QStringLiteral("Waiting for payment!");
+        startWith({{"a", longTitle}}, {"UPDATE Labels SET Label1='" + longTitle + "' WHERE id=1"});
         wLabels* e = wLabels::Instance();
         QCOMPARE(e->windowTitle(), QStringLiteral("Labels"));
+        QCOMPARE(e->novalabel1->text(), longTitle);
         QCOMPARE(e->novalabel3->text(), QStringLiteral("Ok"));
         QCOMPARE(e->Rectangle2->FillColor(), QColor(230, 232, 1));
         e->show();
-        const QString seeded = q("SELECT * FROM Labels");
+        const QString before = q("SELECT * FROM Labels");
         QTest::mouseClick(e->btOk, Qt::LeftButton);
         QVERIFY(!e->isVisible());
         QCOMPARE(wLabels::Instance(), e);
         e->show();
+        QTest::keyClicks(e->novalabel1, QStringLiteral("x")); // typing cannot make it longer
         QTest::mouseClick(e->btOk, Qt::LeftButton);
-        QCOMPARE(q("SELECT * FROM Labels"), seeded);
-        QCOMPARE(seeded.left(2), QStringLiteral("1|"));
+        QCOMPARE(q("SELECT * FROM Labels"), before);
+        QCOMPARE(before.left(2), QStringLiteral("1|"));
+        QCOMPARE(taskLabels(), QStringList({longTitle}));
     }
 
     void okRenamesTasks_data()

@@ -674,30 +674,28 @@ void Principal::ContextualMenu1_Open()
 void Principal::CarregaContextualMenu()
 {
     auto rs = App::Instance()->tvDB->SQLSelect(QStringLiteral("SELECT * from Labels WHERE id = 1"));
-    if (!rs || rs->Eof()) {
+    ContextualMenu1->DeleteAllRows();
+    if (!rs)
+        throw NilObjectException(); // no Labels table: the menu stays empty, the set in use stays
+    if (!rs->Eof()) {
+        QStringList titles, colours;
+        for (int i = 2; i <= 6; ++i)
+            titles << rs->IdxField(i).StringValue();
+        for (int i = 7; i <= 11; ++i)
+            colours << rs->IdxField(i).StringValue();
+        setLabelSet(titles, colours);
+    } else if (!m_labelsLoaded) {
         // The row is gone (a failed save, or a file made elsewhere). Keep the set in use, or the seeded
         // one at the first load, so that unlabelled tasks do not all match five empty titles.
-        if (!m_labelsLoaded)
-            setLabelSet(kDefaultTitles, kDefaultColours);
-        m_labelsLoaded = true;
-        if (!rs)
-            throw NilObjectException();
-        return;
+        setLabelSet(kDefaultTitles, kDefaultColours);
     }
-    QStringList titles, colours;
-    for (int i = 2; i <= 6; ++i)
-        titles << rs->IdxField(i).StringValue();
-    for (int i = 7; i <= 11; ++i)
-        colours << rs->IdxField(i).StringValue();
-    setLabelSet(titles, colours);
     m_labelsLoaded = true;
+    for (const QString& t : {tLabel1, tLabel2, tLabel3, tLabel4, tLabel5})
+        ContextualMenu1->AddRow(t);
 }
 
 void Principal::setLabelSet(const QStringList& titles, const QStringList& colours)
 {
-    ContextualMenu1->DeleteAllRows();
-    for (const QString& t : titles)
-        ContextualMenu1->AddRow(t);
     tLabel1 = titles.at(0);
     tLabel2 = titles.at(1);
     tLabel3 = titles.at(2);

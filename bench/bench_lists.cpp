@@ -154,7 +154,7 @@ int main(int argc, char** argv)
     Principal* w = Principal::Instance();
     w->resize(1000, 800);
     QCoreApplication::processEvents();
-    const QString path = App::DatabaseItem().NativePath();
+    const QString path = App::DatabaseItem()->NativePath();
     // The program holds its own connection; the generated rows are committed by another one.
     generate(path);
 

@@ -7,10 +7,10 @@
 void Principal::FazBackup()
 {
     // The path is rebuilt by name, not asked of the open database.
-    const FolderItem db = App::DatabaseItem();
+    const auto db = App::DatabaseItem();
     const std::optional<FolderItem> f = GetSaveFolderItem(QString(), QStringLiteral("Tally Vane.rbd"));
     if (!f)
         return;
-    db.CopyFileTo(*f); // not looked at: the message follows every copy
+    db->CopyFileTo(*f); // not looked at: the message follows every copy
     MsgBox(QStringLiteral("Backup Ok"));
 }

@@ -59,30 +59,31 @@ App* App::Instance()
     return g_app;
 }
 
-FolderItem App::DataFolder()
+Nilable<FolderItem> App::DataFolder()
 {
     return SpecialFolder::Documents().Child(QStringLiteral("Tally Vane"));
 }
 
-FolderItem App::DatabaseItem()
+Nilable<FolderItem> App::DatabaseItem()
 {
-    return DataFolder().Child(QStringLiteral("Tally Vane.rbd"));
+    return DataFolder()->Child(QStringLiteral("Tally Vane.rbd"));
 }
 
-FolderItem App::PrefsItem()
+Nilable<FolderItem> App::PrefsItem()
 {
     return PreferencesFolder().Child(QStringLiteral("Tallyvane"));
 }
 
 bool App::Open()
 {
-    const FolderItem folder = DataFolder();
-    if (!folder.Exists())
-        folder.CreateAsFolder();
-    const FolderItem file = DatabaseItem();
+    const auto folder = DataFolder();
+    if (!folder->Exists())
+        folder->CreateAsFolder();
+    // Nil when the folder could not be made: there is no path then, and the database steps fail.
+    const auto file = DatabaseItem();
     tvDB = std::make_unique<SQLDatabase>();
-    tvDB->DatabaseFile = file.NativePath();
-    if (!file.Exists()) {
+    tvDB->DatabaseFile = file ? file->NativePath() : QString();
+    if (!file || !file->Exists()) {
         if (!tvDB->CreateDatabaseFile()) {
             MsgBox(QStringLiteral("Error: ") + QLatin1Char('\n') + QLatin1Char('\n'));
             Quit(0);
@@ -215,7 +216,7 @@ void App::LePrefs()
 
 void App::GravaPrefs()
 {
-    auto out = PrefsItem().CreateTextFile();
+    auto out = PrefsItem()->CreateTextFile();
     if (!out)
         throw NilObjectException();
     out->WriteLine(PintaFundo ? QStringLiteral("PintaFundo =1") : QStringLiteral("PintaFundo =0"));

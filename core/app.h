@@ -68,9 +68,10 @@ public:
     static int MinorVersion();
     static int BugVersion();
 
-    static FolderItem DataFolder();
-    static FolderItem DatabaseItem();
-    static FolderItem PrefsItem();
+    static Nilable<FolderItem> DataFolder();
+    // Nil when the data folder is missing.
+    static Nilable<FolderItem> DatabaseItem();
+    static Nilable<FolderItem> PrefsItem();
 
 private:
     QString* projetoColunaSize(int column);

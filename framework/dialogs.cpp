@@ -110,9 +110,11 @@ std::optional<FolderItem> GetSaveFolderItem(const QString& filter, const QString
     QString path;
     if (auto answer = DialogHooks::takeAnswer(Dialog::SaveFolderItem))
         path = answer->toString();
-    else
-        path = QFileDialog::getSaveFileName(QApplication::activeWindow(), QString(),
-            SpecialFolder::Documents().Child(defaultName).NativePath(), filter);
+    else {
+        const auto start = SpecialFolder::Documents().Child(defaultName);
+        path = QFileDialog::getSaveFileName(
+            QApplication::activeWindow(), QString(), start ? start->NativePath() : defaultName, filter);
+    }
     if (path.isEmpty())
         return std::nullopt;
     return FolderItem(path);

@@ -9,8 +9,10 @@
 #include <QStandardPaths>
 #include <QUrl>
 
-FolderItem FolderItem::Child(const QString& name) const
+Nilable<FolderItem> FolderItem::Child(const QString& name) const
 {
+    if (!Directory())
+        return {};
     return FolderItem(QDir(m_path).filePath(name));
 }
 
@@ -60,7 +62,10 @@ std::unique_ptr<TextOutputStream> FolderItem::CreateTextFile() const
 
 FolderItem SpecialFolder::Documents()
 {
-    return FolderItem(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+    // Every set-up machine has it; a fresh home here may not, and its children are nil without it.
+    const QString path = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    QDir().mkpath(path);
+    return FolderItem(path);
 }
 
 FolderItem PreferencesFolder()

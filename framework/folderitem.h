@@ -1,5 +1,7 @@
 #pragma once
 
+#include "nilable.h"
+
 #include <QFile>
 #include <QString>
 #include <memory>
@@ -17,7 +19,8 @@ public:
     {
     }
 
-    FolderItem Child(const QString& name) const;
+    // Nil where this item is not a folder on disk; otherwise the child, whether it exists or not.
+    Nilable<FolderItem> Child(const QString& name) const;
     bool Exists() const;
     bool Directory() const;
     void CreateAsFolder() const;

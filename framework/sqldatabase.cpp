@@ -122,7 +122,8 @@ bool SQLDatabase::usable()
 bool SQLDatabase::CreateDatabaseFile()
 {
     m_error = false;
-    if (QFileInfo::exists(DatabaseFile) || !open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) {
+    if (DatabaseFile.isEmpty() || QFileInfo::exists(DatabaseFile)
+        || !open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) {
         m_error = true;
         return false;
     }

@@ -338,12 +338,33 @@ private slots:
         QCOMPARE(q(copy, "SELECT count(*) FROM Contatos"), QStringLiteral("2"));
     }
 
-    void cancelledBackupCopiesNothing()
+    void backupWithoutCopy_data()
     {
-        DialogHooks::pushAnswer(Dialog::SaveFolderItem, QString());
+        QTest::addColumn<bool>("folderGone");
+        QTest::addColumn<QString>("answer"); // empty: Cancel
+        QTest::addColumn<QString>("message");
+        QTest::newRow("cancelled") << false << QString() << QString();
+        // The path is rebuilt by name: without its folder the file is nil, and the copy on it reaches the
+        // last-resort handler instead of "Backup Ok".
+        QTest::newRow("data folder gone") << true << "Copy.rbd"
+                                          << "NilObjectException";
+    }
+    void backupWithoutCopy()
+    {
+        QFETCH(bool, folderGone);
+        QFETCH(QString, answer);
+        QFETCH(QString, message);
+        if (folderGone)
+            QVERIFY(QDir(m_home->dataFolder()).removeRecursively());
+        DialogHooks::pushAnswer(Dialog::SaveFolderItem, answer.isEmpty() ? answer : m_home->path() + '/' + answer);
         QTest::mouseClick(button("tb_backup"), Qt::LeftButton);
+        QVERIFY(!DialogHooks::hasAnswer(Dialog::SaveFolderItem));
+        const QStringList messages = DialogHooks::takeMessages();
+        QCOMPARE(messages.size(), message.isEmpty() ? 0 : 1);
+        QVERIFY(message.isEmpty() || messages.first().contains(message));
         QCOMPARE(QDir(m_home->path()).entryList(QDir::Files), QStringList());
-        QCOMPARE(QDir(m_home->dataFolder()).entryList(QDir::Files), QStringList({"Tally Vane.rbd"}));
+        QCOMPARE(QDir(m_home->dataFolder()).entryList(QDir::Files),
+            folderGone ? QStringList() : QStringList({"Tally Vane.rbd"}));
     }
 
     // The real dialog: it opens in Documents on the database's own name, and the typed name is used.
@@ -515,5 +536,13 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestCommands)
+// The program's own application object, so that exceptions end at its last-resort handler.
+int main(int argc, char** argv)
+{
+    Application application(argc, argv);
+    application.setAttribute(Qt::AA_Use96Dpi, true);
+    TestCommands test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_commands.moc"

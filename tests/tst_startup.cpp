@@ -90,30 +90,39 @@ private slots:
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<bool>("folder");
-        QTest::newRow("garbage") << QByteArray("\x01\x02 definitely not SQLite \xff\xfe").repeated(300) << false;
-        QTest::newRow("folder in its place") << QByteArray() << true;
-        QTest::newRow("empty header page") << QByteArray(4096, '\0').replace(0, 16, "SQLite format 3\0") << false;
+        QTest::addColumn<bool>("inDataFolder"); // false: in the data folder's own place
+        QTest::addColumn<QString>("message");
+        QTest::newRow("garbage") << QByteArray("\x01\x02 definitely not SQLite \xff\xfe").repeated(300) << false << true
+                                 << "DB Error";
+        QTest::newRow("folder in its place") << QByteArray() << true << true << "DB Error";
+        QTest::newRow("empty header page")
+            << QByteArray(4096, '\0').replace(0, 16, "SQLite format 3\0") << false << true << "DB Error";
+        // The folder cannot be made, so the file has no path and cannot be created.
+        QTest::newRow("file in the data folder's place") << QByteArray("notes") << false << false << "Error: \n\n";
     }
     void unopenableDatabaseEndsTheProgramUntouched()
     {
         QFETCH(QByteArray, content);
         QFETCH(bool, folder);
-        QVERIFY(QDir().mkpath(m_home->dataFolder()));
+        QFETCH(bool, inDataFolder);
+        QFETCH(QString, message);
+        const QString place = inDataFolder ? m_home->database() : m_home->dataFolder();
+        QVERIFY(QDir().mkpath(QFileInfo(place).path()));
         if (folder) {
-            QVERIFY(QDir().mkpath(m_home->database()));
+            QVERIFY(QDir().mkpath(place));
         } else {
-            QFile f(m_home->database());
+            QFile f(place);
             QVERIFY(f.open(QIODevice::WriteOnly));
             f.write(content);
         }
         Program program;
         QVERIFY(!program.start());
-        QCOMPARE(DialogHooks::takeMessages(), QStringList({"DB Error"}));
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({message}));
         QVERIFY(QuitRequested());
         QCOMPARE(QuitStatus(), 0);
         QVERIFY(!program.window()->isVisible());
         if (!folder) {
-            QFile f(m_home->database());
+            QFile f(place);
             QVERIFY(f.open(QIODevice::ReadOnly));
             QCOMPARE(f.readAll(), content);
         }

@@ -177,8 +177,13 @@ private slots:
         QCOMPARE(lines.at(29), QStringLiteral("Início"));
         QCOMPARE(lines.at(36), QStringLiteral("Serial"));
 
+        // A lost database file is made anew, and the preferences still hold.
+        QVERIFY(QFile::remove(m_home->database()));
         Program program;
         QVERIFY(program.start());
+        QCOMPARE(Sql(m_home->database())
+                     .query("SELECT (SELECT count(*) FROM sqlite_master WHERE type='table'), Label1 FROM Labels"),
+            QStringLiteral("6|Important"));
         App* app = program.app();
         QVERIFY(app->PintaFundo);
         QCOMPARE(app->MailAssunto, QStringLiteral("Nova versão 2.0 — 50% off"));

@@ -4,6 +4,11 @@
 #include "random.h"
 #include "text.h"
 
+#include <QHash>
+#include <algorithm>
+#include <map>
+#include <vector>
+
 namespace {
 const QString kCRLF = QStringLiteral("\r\n");
 
@@ -13,6 +18,71 @@ QString after(const QString& text, const QString& what)
     const qsizetype at = InStr(text, what);
     return at == 0 ? QString() : text.mid(at - 1 + what.size());
 }
+// Finds texts in one multipart text without reading all of it again for every level of nesting. Part
+// separators and closing delimiters hold "--": the places of "--" are filed once by the characters
+// after them, one table for each length asked about. Letters match in either case.
+class PartIndex
+{
+public:
+    explicit PartIndex(const QString& text)
+        : m_low(asciiLower(text))
+    {
+        for (qsizetype i = 0; i + 1 < m_low.size(); ++i) {
+            if (m_low[i] == u'-' && m_low[i + 1] == u'-')
+                m_dashes.append(i);
+            if (m_low[i] == u'\r' && m_low[i + 1] == u'\n')
+                m_crlf.append(i);
+        }
+    }
+    PartIndex(const PartIndex&) = delete;
+    PartIndex& operator=(const PartIndex&) = delete;
+
+    bool hasCRLF(qsizetype from, qsizetype to) const
+    {
+        const auto it = std::lower_bound(m_crlf.begin(), m_crlf.end(), from);
+        return it != m_crlf.end() && *it + 2 <= to;
+    }
+
+    // The first place of what that starts at from or later and ends by to; -1 if there is none.
+    qsizetype find(const QString& what, qsizetype from, qsizetype to) const
+    {
+        const QString w = asciiLower(what);
+        const qsizetype dashes = w.indexOf(QStringLiteral("--"));
+        const qsizetype keyLength = w.size() - dashes - 2;
+        if (dashes < 0 || keyLength > kLongestKey)
+            return QStringView(m_low).first(to).indexOf(w, from);
+        const auto& places = table(keyLength);
+        const auto found = places.constFind(QStringView(w).sliced(dashes + 2));
+        if (found == places.cend())
+            return -1;
+        const QStringView before = QStringView(w).first(dashes);
+        for (auto it = std::lower_bound(found->begin(), found->end(), from + dashes);
+             it != found->end() && *it - dashes + w.size() <= to; ++it) {
+            if (QStringView(m_low).sliced(*it - dashes, dashes) == before)
+                return *it - dashes;
+        }
+        return -1;
+    }
+
+private:
+    static constexpr qsizetype kLongestKey = 256; // longer texts are searched for directly
+
+    const QHash<QStringView, QList<qsizetype>>& table(qsizetype keyLength) const
+    {
+        auto [it, made] = m_tables.try_emplace(keyLength);
+        if (made) {
+            for (qsizetype at : m_dashes) {
+                if (at + 2 + keyLength <= m_low.size())
+                    it->second[QStringView(m_low).sliced(at + 2, keyLength)].append(at);
+            }
+        }
+        return it->second;
+    }
+
+    const QString m_low;
+    QList<qsizetype> m_dashes, m_crlf;
+    mutable std::map<qsizetype, QHash<QStringView, QList<qsizetype>>> m_tables;
+};
 } // namespace
 
 EmailMessage::EmailMessage()
@@ -212,27 +282,48 @@ void EmailMessage::setSource(const QString& text)
 
 void EmailMessage::_ParseBodyBoundary(const QString& text, const QString& separator)
 {
-    parseParts(text, separator, 0);
-}
+    // Nesting has no limit: the levels still being read wait on a stack of their own, not on the call
+    // stack, and each is a stretch of the one text, read through the index rather than copied.
+    const PartIndex index(text);
+    struct Level
+    {
+        qsizetype from, to; // what is left of the level's text
+        QString separator, eol;
+    };
+    std::vector<Level> levels;
+    const auto enter = [&](qsizetype from, qsizetype to, const QString& sep) {
+        if (from < to) // an empty text has no parts
+            levels.push_back({from, to, sep, index.hasCRLF(from, to) ? kCRLF : QStringLiteral("\r")});
+    };
+    enter(0, text.size(), separator);
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        const QString eol = level.eol;
+        const qsizetype start = level.from;
+        const qsizetype at = level.separator.isEmpty() ? -1 : index.find(level.separator, start, level.to);
+        const qsizetype end = at < 0 ? level.to : at;
+        if (at < 0)
+            levels.pop_back(); // the last part: the level is done before its part is read
+        else
+            level.from = at + level.separator.size();
 
-void EmailMessage::parseParts(const QString& text, const QString& separator, int depth)
-{
-    const QString eol = text.contains(kCRLF) ? kCRLF : QStringLiteral("\r");
-    for (const QString& part : Split(text, separator)) {
-        const QString headerText = InternetHeaders::unfold(NthField(part, eol + eol, 1), eol);
-        const QString data = after(part, eol + eol);
+        const qsizetype blank = index.find(eol + eol, start, end);
+        const qsizetype dataFrom = blank < 0 ? end : blank + 2 * eol.size();
+        const QString headerText = InternetHeaders::unfold(text.mid(start, (blank < 0 ? end : blank) - start), eol);
         QString inner = NthField(NthField(headerText, QStringLiteral("Content-Type: "), 2), eol, 1);
         inner = NthField(NthField(inner, QStringLiteral("boundary="), 2), QStringLiteral(";"), 1);
         inner = ReplaceAll(inner, QStringLiteral("\""), QString());
-        // Real mail nests a few levels; a deeper part is taken as it stands, so that no text can
-        // exhaust the stack.
-        if (!inner.isEmpty() && depth < kMaxNesting) {
-            const QString delimiter = QStringLiteral("--") + inner;
-            const QString cut = NthField(data, eol + delimiter + QStringLiteral("--"), 1);
-            parseParts(after(cut, delimiter + eol), delimiter + eol, depth + 1);
-        } else {
-            _ProcessBodyData(headerText, data);
+        if (inner.isEmpty()) {
+            _ProcessBodyData(headerText, text.mid(dataFrom, end - dataFrom));
+            continue;
         }
+        const QString delimiter = QStringLiteral("--") + inner;
+        qsizetype cut = index.find(eol + delimiter + QStringLiteral("--"), dataFrom, end);
+        if (cut < 0)
+            cut = end;
+        const qsizetype first = index.find(delimiter + eol, dataFrom, cut);
+        if (first >= 0)
+            enter(first + delimiter.size() + eol.size(), cut, delimiter + eol);
     }
 }
 

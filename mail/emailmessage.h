@@ -48,7 +48,5 @@ public:
     QString Source();
 
 private:
-    static constexpr int kMaxNesting = 64;
-    void parseParts(const QString& text, const QString& separator, int depth);
     QString _rawSource;
 };

@@ -113,6 +113,8 @@ QAction* MenuBar1::item(QMenu* menu, const QString& name, const QString& text, c
     a->setObjectName(name);
     a->setSeparator(separator);
     a->setShortcut(QKeySequence(shortcut));
+    // The menu bar belongs to the application: its keys work in every window that a modal one does not block.
+    a->setShortcutContext(Qt::ApplicationShortcut);
     a->setMenuRole(QAction::NoRole);
     menu->addAction(a);
     connect(a, &QAction::triggered, a, [a] { RunMenuItem(a); });

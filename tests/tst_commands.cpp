@@ -43,14 +43,14 @@ class TestCommands : public QObject
     {
         return w->findChild<QToolBar*>(QStringLiteral("Toolbar11"))->findChild<QToolButton*>(QLatin1String(name));
     }
-    // The menu item by its shortcut when it has one, else chosen from its menu.
-    void choose(const char* name)
+    // The menu item by its shortcut when it has one, typed in the given window, else chosen from its menu.
+    void choose(const char* name, QWidget* in = nullptr)
     {
         QAction* a = item(name);
         QVERIFY(a);
         if (!a->shortcut().isEmpty()) {
             const QKeyCombination key = a->shortcut()[0];
-            QTest::keyClick(w, key.key(), key.keyboardModifiers());
+            QTest::keyClick(in ? in : w, key.key(), key.keyboardModifiers());
         } else {
             a->trigger();
         }
@@ -129,23 +129,34 @@ private slots:
     {
         QTest::addColumn<QByteArray>("how");
         QTest::addColumn<int>("page");
-        QTest::newRow("New Customer, Ctrl+N") << QByteArray("FilekNovoContato") << 0;
-        QTest::newRow("New Project, Ctrl+P") << QByteArray("FilekNovoProjeto") << 1;
+        QTest::addColumn<bool>("inPreferences");
+        QTest::newRow("New Customer, Ctrl+N") << QByteArray("FilekNovoContato") << 0 << false;
+        QTest::newRow("New Project, Ctrl+P") << QByteArray("FilekNovoProjeto") << 1 << false;
+        // The menu bar belongs to the application, so its keys work in the other windows too.
+        QTest::newRow("Ctrl+N in Preferences") << QByteArray("FilekNovoContato") << 0 << true;
     }
     // From the other page: the page switches and a new row opens for typing, as Add does.
     void newRowCommands()
     {
         QFETCH(QByteArray, how);
         QFETCH(int, page);
+        QFETCH(bool, inPreferences);
         w->pagePanel()->setValue(1 - page);
-        choose(how.constData());
+        QWidget* prefs = nullptr;
+        if (inPreferences) {
+            choose("MenuPrefs");
+            prefs = wPreferencias::Instance();
+            prefs->activateWindow();
+            QTRY_COMPARE(QApplication::activeWindow(), prefs);
+        }
+        choose(how.constData(), prefs);
         QCOMPARE(w->pagePanel()->Value(), page);
         Listbox* list = page == 0 ? w->Contatos : w->Projetos;
         QCOMPARE(list->ListCount(), 1);
         QVERIFY(page == 0 ? w->modo_insere : w->modo_insere2);
         QLineEdit* e = editor(list);
         QVERIFY(e);
-        QCOMPARE(QApplication::focusWidget(), e);
+        QCOMPARE(w->focusWidget(), e);
         type(list, QStringLiteral("Typed"), Qt::Key_Return);
         QCOMPARE(q(page == 0 ? "SELECT Nome FROM Contatos" : "SELECT Projeto FROM Tarefas"), QStringLiteral("Typed"));
     }

@@ -7,6 +7,7 @@
 #include "wlabels.h"
 
 #include <QAction>
+#include <QEvent>
 #include <QPixmap>
 #include <QToolButton>
 
@@ -41,13 +42,19 @@ QAction* Toolbar1::button(const QString& name, const QString& caption, const QIm
     auto* a = new QAction(both, caption, this);
     a->setObjectName(name);
     a->setEnabled(true);
-    a->setToolTip(QString());
     addAction(a);
     if (QWidget* w = widgetForAction(a)) {
         w->setObjectName(name);
         w->setMinimumWidth(72);
+        w->installEventFilter(this);
     }
     return a;
+}
+
+bool Toolbar1::eventFilter(QObject* watched, QEvent* event)
+{
+    // The buttons' help tags are empty; a tool button would show its caption in their place.
+    return event->type() == QEvent::ToolTip || QToolBar::eventFilter(watched, event);
 }
 
 // ---- Principal's toolbar handler. It lives here, above the lists, since it reaches the

@@ -18,6 +18,9 @@ public:
     QAction* tb_mail;
     QAction* tb_backup;
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     QAction* button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName);
 };

@@ -15,8 +15,7 @@ QPointer<wSobre> g_sobre;
 
 void ClickableText::mousePressEvent(QMouseEvent* event)
 {
-    m_claimed = event->button() == Qt::LeftButton && MouseDown
-        && MouseDown(event->position().toPoint().x(), event->position().toPoint().y());
+    m_claimed = MouseDown && MouseDown(event->position().toPoint().x(), event->position().toPoint().y());
     if (m_claimed)
         event->accept();
     else
@@ -95,10 +94,8 @@ wSobre::wSobre(QWidget* parent)
     QFont small = StaticText3->font();
     small.setPointSizeF(small.pointSizeF() * 9.0 / 11.0);
     StaticText3->setFont(small);
-    for (ClickableText* link : {StaticText1, StaticText3}) {
+    for (ClickableText* link : {StaticText1, StaticText3})
         link->setCursor(Qt::PointingHandCursor);
-        link->setToolTip(SellerPage().toString());
-    }
 
     connect(bt_ok, &QPushButton::clicked, this, &wSobre::bt_ok_Action);
     StaticText1->MouseDown = [this](int x, int y) { return StaticText1_MouseDown(x, y); };

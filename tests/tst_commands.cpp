@@ -22,6 +22,7 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
+#include <QToolTip>
 
 using namespace Ui;
 
@@ -265,7 +266,12 @@ private slots:
         for (QAction* a : bar->actions()) {
             names << a->objectName();
             QVERIFY(a->isEnabled());
-            QVERIFY(button(a->objectName().toLatin1().constData())->isVisible());
+            QToolButton* b = button(a->objectName().toLatin1().constData());
+            QVERIFY(b->isVisible());
+            // No tool tip: the help tags are empty.
+            QHelpEvent tip(QEvent::ToolTip, QPoint(4, 4), b->mapToGlobal(QPoint(4, 4)));
+            QApplication::sendEvent(b, &tip);
+            QVERIFY(!QToolTip::isVisible());
             // Each icon carries its mask: see-through somewhere, solid somewhere else.
             const QImage img = a->icon().pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
             QCOMPARE(img.size(), QSize(32, 32));
@@ -524,22 +530,26 @@ private slots:
     {
         QTest::addColumn<QByteArray>("line");
         QTest::addColumn<bool>("releaseOutside");
-        QTest::newRow("first line") << QByteArray("StaticText1") << false;
-        QTest::newRow("credit line") << QByteArray("StaticText3") << false;
-        QTest::newRow("released outside") << QByteArray("StaticText1") << true;
+        QTest::addColumn<Qt::MouseButton>("mouseButton");
+        QTest::newRow("first line") << QByteArray("StaticText1") << false << Qt::LeftButton;
+        QTest::newRow("credit line") << QByteArray("StaticText3") << false << Qt::LeftButton;
+        QTest::newRow("released outside") << QByteArray("StaticText1") << true << Qt::LeftButton;
+        QTest::newRow("any button") << QByteArray("StaticText3") << false << Qt::RightButton;
     }
     void aboutLinesOpenThePage()
     {
         QFETCH(QByteArray, line);
         QFETCH(bool, releaseOutside);
+        QFETCH(Qt::MouseButton, mouseButton);
         choose("kArquivokSobre");
         wSobre* a = wSobre::Instance();
         QLabel* text = a->findChild<QLabel*>(QLatin1String(line));
         QVERIFY(text);
-        QTest::mousePress(text, Qt::LeftButton, {}, QPoint(text->width() / 2, 10));
+        QCOMPARE(text->cursor().shape(), Qt::PointingHandCursor);
+        QCOMPARE(text->toolTip(), QString());
+        QTest::mousePress(text, mouseButton, {}, QPoint(text->width() / 2, 10));
         QVERIFY(a->isVisible());
-        QTest::mouseRelease(
-            text, Qt::LeftButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(text->width() / 2, 10));
+        QTest::mouseRelease(text, mouseButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(text->width() / 2, 10));
         QCOMPARE(m_opened, QList<QUrl>({wSobre::SellerPage()}));
         QVERIFY(wSobre::SellerPage().scheme().startsWith(QStringLiteral("http")));
         QVERIFY(!a->isVisible());

@@ -46,7 +46,10 @@ void PreferencesPage::relayout()
 wPreferencias* wPreferencias::Instance()
 {
     if (!g_preferencias) {
-        g_preferencias = new wPreferencias(Principal::Exists() ? Principal::Instance() : nullptr);
+        // A window of its own beside the main one, not held above it; it goes with the main window.
+        g_preferencias = new wPreferencias(nullptr);
+        if (Principal::Exists())
+            connect(Principal::Instance(), &QObject::destroyed, g_preferencias, &QObject::deleteLater);
         g_preferencias->Open();
     }
     return g_preferencias;
@@ -61,6 +64,7 @@ wPreferencias::wPreferencias(QWidget* parent)
     : QDialog(parent)
 {
     setObjectName(QStringLiteral("wPreferencias"));
+    setWindowFlags(Qt::Window); // a document window, with its own minimise button
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Preferences"));
     setModal(false);

@@ -412,6 +412,9 @@ private slots:
         choose("MenuPrefs");
         wPreferencias* p = wPreferencias::Instance();
         QVERIFY(p->isVisible() && !p->isModal());
+        // A document window of its own, not one kept above the main window.
+        QCOMPARE(p->windowType(), Qt::Window);
+        QVERIFY(p->windowFlags().testFlag(Qt::WindowMinimizeButtonHint) && !p->parentWidget());
         QCOMPARE(p->tColCliente1->text(), heading(w->Contatos, 1));
         Sql(m_home->database()).exec("INSERT INTO Contatos (Nome) VALUES ('Behind')");
         Sql(m_home->database()).exec("INSERT INTO Tarefas (Projeto, Ok) VALUES ('Behind', 0)");

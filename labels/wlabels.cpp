@@ -89,14 +89,13 @@ void wLabels::CreateControls()
     novalabel4 = makeField(QStringLiteral("novalabel4"), 127);
     novalabel5 = makeField(QStringLiteral("novalabel5"), 161);
 
-    // A little taller than the design's 20 pixels, which would clip the captions here.
     btCancela = new QPushButton(QStringLiteral("Cancel"), this);
     btCancela->setObjectName(QStringLiteral("btCancela"));
-    btCancela->setGeometry(111, 219, 65, 24);
+    btCancela->setGeometry(111, 221, 65, 20);
     btCancela->setAutoDefault(false);
     btOk = new QPushButton(QStringLiteral("Ok"), this);
     btOk->setObjectName(QStringLiteral("btOk"));
-    btOk->setGeometry(188, 219, 52, 24);
+    btOk->setGeometry(188, 221, 52, 20);
     btOk->setDefault(true);
 
     for (int i = 1; i <= 5; ++i)

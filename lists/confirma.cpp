@@ -30,11 +30,11 @@ confirma::confirma()
 
     BT_cancela = new QPushButton(QStringLiteral("Cancel"), this);
     BT_cancela->setObjectName(QStringLiteral("BT_cancela"));
-    BT_cancela->setGeometry(58, 72, 69, 24);
+    BT_cancela->setGeometry(58, 72, 69, 20);
     BT_cancela->setAutoDefault(false);
     BT_ok = new QPushButton(QStringLiteral("Ok"), this);
     BT_ok->setObjectName(QStringLiteral("BT_ok"));
-    BT_ok->setGeometry(134, 72, 69, 24);
+    BT_ok->setGeometry(134, 72, 69, 20);
     BT_ok->setAutoDefault(false);
 
     connect(BT_ok, &QPushButton::clicked, this, &confirma::BT_ok_Action);

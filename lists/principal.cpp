@@ -11,10 +11,12 @@
 #include "listbox.h"
 
 #include <QCloseEvent>
+#include <QFontMetrics>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
 #include <QToolBar>
+#include <algorithm>
 
 namespace {
 QPointer<Principal> g_principal;
@@ -93,27 +95,31 @@ void Principal::CreateControls()
 
     bt_inserecontato = new QPushButton(QStringLiteral("Add"));
     bt_inserecontato->setObjectName(QStringLiteral("bt_inserecontato"));
-    page0->place(bt_inserecontato, onPage(18, 476, 60, 26), LockLeft | LockBottom);
+    page0->place(bt_inserecontato, onPage(18, 480, 54, 20), LockLeft | LockBottom);
     bt_insereprojeto = new QPushButton(QStringLiteral("Add"));
     bt_insereprojeto->setObjectName(QStringLiteral("bt_insereprojeto"));
-    page1->place(bt_insereprojeto, onPage(18, 476, 60, 26), LockLeft | LockBottom);
+    page1->place(bt_insereprojeto, onPage(18, 480, 54, 20), LockLeft | LockBottom);
 
-    auto title = [](const QString& text, const QString& name) {
+    // A title is 100 by 20, or as much larger as the platform's font needs to show it whole; its lines
+    // stand on the bottom edge, where the space above the capitals is not needed.
+    auto title = [onPage](Canvas* page, const QString& text, const QString& name, int left, int top) {
         auto* label = new QLabel(text);
         label->setObjectName(name);
         QFont f = label->font();
         f.setPointSize(14);
         label->setFont(f);
-        label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+        label->setAlignment(Qt::AlignLeft | Qt::AlignBottom);
         QPalette p = label->palette();
         p.setColor(QPalette::WindowText, Qt::black);
         label->setPalette(p);
+        const QFontMetrics fm(f);
+        const QRect ink = fm.tightBoundingRect(text);
+        const int width = std::max({100, int(fm.horizontalAdvance(text)), ink.right() + 1});
+        page->place(label, onPage(left, top, width, qMax(20, fm.descent() - ink.top())), 0);
         return label;
     };
-    StaticText1 = title(QStringLiteral("Customers"), QStringLiteral("StaticText1"));
-    page0->place(StaticText1, onPage(17, 5, 200, 28), 0);
-    StaticText2 = title(QStringLiteral("Projects"), QStringLiteral("StaticText2"));
-    page1->place(StaticText2, onPage(17, 4, 200, 28), 0);
+    StaticText1 = title(page0, QStringLiteral("Customers"), QStringLiteral("StaticText1"), 17, 9);
+    StaticText2 = title(page1, QStringLiteral("Projects"), QStringLiteral("StaticText2"), 17, 8);
 
     Contatos->CellClick = [this](int r, int c, int x, int y) { return Contatos_CellClick(r, c, x, y); };
     Contatos->DoubleClick = [this] { Contatos_DoubleClick(); };

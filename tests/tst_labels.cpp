@@ -207,15 +207,29 @@ private slots:
         QVERIFY(!menu->isVisible());
     }
 
-    void menuOnBlankRowStoresNothing()
+    void menuOnNewRow_data()
     {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QStringList>("messages");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("blank") << "" << QStringList({"Invalid Data"}) << "10|P|";
+        // Unsaved text is stored with the label: the DELETE by an empty id matches nothing.
+        QTest::newRow("holding text") << "Draft" << QStringList() << "10|P|\n11|Draft|Urgent";
+    }
+    void menuOnNewRow()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QStringList, messages);
+        QFETCH(QString, stored);
         startWith({{"first", ""}});
         QTest::mouseClick(w->bt_insereprojeto, Qt::LeftButton);
+        QTest::keyClicks(Ui::editor(w->Projetos), typed);
         DialogHooks::pushAnswer(Dialog::ContextualMenu, "Urgent");
         rightClick(0, 2);
-        QCOMPARE(DialogHooks::takeMessages(), QStringList({"Invalid Data"}));
+        QCOMPARE(DialogHooks::takeMessages(), messages);
         QCOMPARE(w->Projetos->Cell(0, 7), QStringLiteral("Urgent"));
-        QCOMPARE(q("SELECT id, Label FROM Tarefas"), QStringLiteral("10|"));
+        QCOMPARE(q("SELECT id, Projeto, Label FROM Tarefas ORDER BY id"), stored);
+        QVERIFY(w->modo_insere2);
     }
 
     void rowColours_data()

@@ -148,17 +148,31 @@ private slots:
         QCOMPARE(tab(Qt::Key_Backtab), w->Contatos->Cell(0, 0));
     }
 
-    void editedIdCellNeverRunsASecondStatement()
+    // Shift-Tab opens the hidden id cell of Ann's row, and Return deletes by what it holds then.
+    void editedIdCellDeletesByItsText_data()
     {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("names");
+        // Only the first statement runs, and it matches nothing: Ann is copied, the others stay.
+        QTest::newRow("a second statement") << "x'; DELETE FROM Contatos; --"
+                                            << "Ann\nBob\nCid\nAnn";
+        // Dangerous, and required: the customer that the typed id names goes.
+        QTest::newRow("another customer's id") << "2"
+                                               << "Ann\nCid\nAnn";
+    }
+    void editedIdCellDeletesByItsText()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, names);
         seedCustomers({{"Ann"}, {"Bob"}, {"Cid"}});
+        QCOMPARE(w->Contatos->Cell(1, 0), QStringLiteral("2"));
         const QString annId = w->Contatos->Cell(0, 0);
         doubleClick(w->Contatos, 0, 1);
         QTest::keyClick(editor(w->Contatos), Qt::Key_Backtab, Qt::ShiftModifier);
         editor(w->Contatos)->selectAll();
-        type(w->Contatos, QStringLiteral("x'; DELETE FROM Contatos; --"), Qt::Key_Return);
-        // The first statement matched nothing; Ann is copied as a new record, the others stay.
-        QCOMPARE(q("SELECT Nome FROM Contatos ORDER BY id"), QStringLiteral("Ann\nBob\nCid\nAnn"));
-        QVERIFY(q("SELECT count(*) FROM Contatos WHERE id=" + annId) == "1");
+        type(w->Contatos, typed, Qt::Key_Return);
+        QCOMPARE(q("SELECT Nome FROM Contatos ORDER BY id"), names);
+        QCOMPARE(q("SELECT count(*) FROM Contatos WHERE id=" + annId), QStringLiteral("1"));
     }
 
     void deleteAsksAndDefaultsToCancel_data()
@@ -199,6 +213,24 @@ private slots:
         QCOMPARE(q("SELECT group_concat(Nome) FROM (SELECT Nome FROM Contatos ORDER BY Nome)"),
             deleted ? QStringLiteral("Bob,Dee") : QStringLiteral("Ann,Bob,Cid,Dee"));
         QCOMPARE(w->Contatos->ListCount(), deleted ? 2 : 4);
+    }
+
+    // The form without a question, which no caller uses: only Ok, moved left and default. The next
+    // question sets the window up anew.
+    void confirmationWithoutQuestion()
+    {
+        for (bool ask : {false, true}) {
+            QString seen;
+            answerConfirmation([&](confirma* d) {
+                seen = QStringLiteral("%1 %2 %3")
+                           .arg(d->BT_cancela->isVisible())
+                           .arg(d->BT_ok->x())
+                           .arg(d->BT_ok->isDefault());
+                QTest::keyClick(d, Qt::Key_Return);
+            });
+            QCOMPARE(w->AbreJanela(QStringLiteral("Saved."), ask, QStringLiteral("Note")), !ask);
+            QCOMPARE(seen, ask ? QStringLiteral("1 134 0") : QStringLiteral("0 172 1"));
+        }
     }
 
     // The fixture itself: a confirmation left unanswered fails the test at once, naming the dialog,
@@ -364,6 +396,26 @@ private slots:
         QVERIFY(w->Projetos->Cell(0, 0) != oldId);
         QVERIFY(w->Projetos->CellCheck(0, 8));
         QCOMPARE(w->Projetos->SelCount(), 0);
+    }
+
+    // After "DB Error" on a new row the row stays and the flag is down: the next Return changes the
+    // clicked row, which is another one here, and the new row goes with the reload.
+    void failedTaskInsertLeavesTheRowAndChangesTheClickedOneNext()
+    {
+        seedTasks({{"A", "a"}, {"B", "b"}});
+        click(w->Projetos, 1, 2);
+        sql().exec("CREATE TRIGGER no_new BEFORE INSERT ON Tarefas WHEN NEW.Projeto = 'New' "
+                   "BEGIN SELECT RAISE(ABORT, 'no'); END");
+        QTest::mouseClick(w->bt_insereprojeto, Qt::LeftButton);
+        type(w->Projetos, QStringLiteral("New"), Qt::Key_Return);
+        QCOMPARE(DialogHooks::takeMessages(), QStringList({"DB Error"}));
+        QCOMPARE(w->Projetos->ListCount(), 3);
+        QCOMPARE(w->Projetos->Cell(0, 1), QStringLiteral("New"));
+        QVERIFY(!w->modo_insere2);
+        w->Projetos->EditCell(0, 1);
+        QTest::keyClick(editor(w->Projetos), Qt::Key_Return);
+        QCOMPARE(q("SELECT Projeto FROM Tarefas ORDER BY id"), QStringLiteral("B\nA"));
+        QCOMPARE(w->Projetos->ListCount(), 2);
     }
 
     void taskChangeStoresTheClickedRow()

@@ -1,10 +1,10 @@
 #include "application.h"
 
+#include "desktop.h"
 #include "dialogs.h"
 #include "exceptions.h"
 
-#include <QRegularExpression>
-#include <typeinfo>
+#include <QDesktopServices>
 
 namespace {
 bool g_quit = false;
@@ -15,6 +15,13 @@ bool g_recordOnly = false;
 Application::Application(int& argc, char** argv)
     : QApplication(argc, argv)
 {
+    InstallCoreHandlers();
+}
+
+void Application::InstallCoreHandlers()
+{
+    setUnhandledExceptionReporter(&Application::ReportUnhandled);
+    setExternalOpener([](const QUrl& url) { QDesktopServices::openUrl(url); });
 }
 
 bool Application::notify(QObject* receiver, QEvent* event)
@@ -31,13 +38,7 @@ bool Application::notify(QObject* receiver, QEvent* event)
 
 void Application::ReportUnhandled(const std::exception& e)
 {
-    QString text;
-    if (const auto* re = dynamic_cast<const RuntimeException*>(&e))
-        text = re->Message();
-    else
-        text = QString::fromUtf8(e.what());
-    MsgBox(QStringLiteral("An exception of class %1 was not handled.\n%2")
-               .arg(QString::fromUtf8(typeid(e).name()).remove(QRegularExpression(QStringLiteral("^[0-9]+"))), text));
+    MsgBox(UnhandledExceptionText(e));
 }
 
 void Application::ReportUnknown()

@@ -8,11 +8,14 @@
 class Application : public QApplication
 {
 public:
+    // Installs the handlers below for the window-free code, as InstallCoreHandlers does.
     Application(int& argc, char** argv);
     bool notify(QObject* receiver, QEvent* event) override;
 
     static void ReportUnhandled(const std::exception& e);
     static void ReportUnknown();
+    // Gives the window-free code this last-resort handler and the desktop's opener of addresses.
+    static void InstallCoreHandlers();
 };
 
 // Ends the application with the given status once control is back in the event loop.

@@ -1,7 +1,5 @@
 #include "desktop.h"
 
-#include <QDesktopServices>
-
 namespace {
 std::function<void(const QUrl&)>& opener()
 {
@@ -14,8 +12,6 @@ void OpenExternally(const QUrl& url)
 {
     if (opener())
         opener()(url);
-    else
-        QDesktopServices::openUrl(url);
 }
 
 void ShowURL(const QString& url)

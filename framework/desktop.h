@@ -8,5 +8,6 @@
 void OpenExternally(const QUrl& url);
 void ShowURL(const QString& url);
 
-// Test seam: while set, addresses go to this function instead of the desktop.
+// Where addresses go. The widgets part sets the desktop's own opener at start-up, and a test sets one
+// of its own to see them; with none, nothing opens.
 void setExternalOpener(std::function<void(const QUrl&)> opener);

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <exception>
+#include <functional>
 
 // The framework's exception classes. Nothing in the program catches them on purpose:
 // they end at the last-resort handler, which shows the message and keeps the program running.
@@ -47,3 +48,10 @@ public:
     {
     }
 };
+
+// Where an exception that nothing caught ends. The window-free code only hands it on: the widgets part
+// installs the last-resort handler, which shows it; until one is installed it goes to standard error.
+void ReportUnhandledException(const std::exception& e);
+void setUnhandledExceptionReporter(std::function<void(const std::exception&)> reporter);
+// "An exception of class <class> was not handled." and the exception's message on the next line.
+QString UnhandledExceptionText(const std::exception& e);

@@ -1,6 +1,6 @@
 #include "tcpsocket.h"
 
-#include "application.h"
+#include "exceptions.h"
 
 #include <QTcpSocket>
 
@@ -14,7 +14,7 @@ template <typename F> void guarded(F f)
     try {
         f();
     } catch (const std::exception& e) {
-        Application::ReportUnhandled(e);
+        ReportUnhandledException(e);
     }
 }
 } // namespace

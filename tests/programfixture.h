@@ -3,6 +3,7 @@
 #include "app.h"
 #include "application.h"
 #include "dialogs.h"
+#include "exceptions.h"
 #include "listbox.h"
 #include "principal.h"
 
@@ -104,6 +105,8 @@ public:
         DialogHooks::setUnansweredHandler([](const QString& dialog) {
             QTest::qFail(qPrintable(QStringLiteral("unanswered: ") + dialog), __FILE__, __LINE__);
         });
+        // The program's start-up gives the core its last-resort handler; addresses stay away from the desktop.
+        setUnhandledExceptionReporter(&Application::ReportUnhandled);
         m_app = std::make_unique<App>();
     }
     ~Program() { quit(); }

@@ -1,5 +1,5 @@
 #include "base64.h"
-#include "dialogs.h"
+#include "exceptions.h"
 #include "smtpsocket.h"
 #include "text.h"
 
@@ -117,6 +117,8 @@ class TestSmtp : public QObject
 {
     Q_OBJECT
 
+    QStringList m_unhandled; // what reached the last-resort handler
+
     static std::shared_ptr<EmailMessage> message(const QStringList& to, const QStringList& bcc = {})
     {
         auto m = std::make_shared<EmailMessage>();
@@ -159,8 +161,8 @@ class TestSmtp : public QObject
 private slots:
     void init()
     {
-        DialogHooks::clear();
-        DialogHooks::setRecording(true);
+        m_unhandled.clear();
+        setUnhandledExceptionReporter([this](const std::exception& e) { m_unhandled << UnhandledExceptionText(e); });
     }
     void cleanup() { TCPSocket::redirectPort25(0); }
 
@@ -295,7 +297,7 @@ private slots:
         QCOMPARE(smtp.Port, 25);
         settle(timeline, expected.size());
         QCOMPARE(timeline, expected);
-        QCOMPARE(DialogHooks::takeMessages(), QStringList());
+        QCOMPARE(m_unhandled, QStringList());
         if (timeline.contains(QStringLiteral("C: <message> [4]"))) {
             QVERIFY(server.messageData.endsWith(QStringLiteral("\r\n<p>Hello</p>\r\n.")));
             QVERIFY(QRegularExpression(
@@ -319,7 +321,7 @@ private slots:
         TCPSocket::redirectPort25(server.port());
         smtp.SendMail();
         settle(timeline, 3);
-        const QStringList shown = DialogHooks::takeMessages();
+        const QStringList shown = m_unhandled;
         QCOMPARE(shown.size(), 1);
         QVERIFY(shown[0].contains(QStringLiteral("OutOfBoundsException")));
         QCOMPARE(smtp.mode(), -1);

@@ -42,10 +42,7 @@ void AppHandlers::_FilekNovoProjeto_Action()
 
 void AppHandlers::_kArquivokMail_Action()
 {
-    Principal* w = Principal::Instance();
-    if (w->pagePanel()->Value() != 0)
-        w->pagePanel()->setValue(0);
-    w->Mailing();
+    Principal::Instance()->mailFromCustomersPage();
 }
 
 // The address book import is not part of this build yet; the item is there and does nothing.
@@ -58,14 +55,12 @@ void AppHandlers::_FileBackup_Action()
 
 void AppHandlers::_kVisualizarkProjetos_Action()
 {
-    Principal* w = Principal::Instance();
-    w->pagePanel()->setValue(1);
-    w->Projetos->SetFocus();
-    w->CarregaProjetos();
+    Principal::Instance()->showProjectsPage();
 }
 
 void AppHandlers::_kVisualizarkContatos_Action()
 {
+    // Unlike the toolbar's Customers, the menu focuses before it loads.
     Principal* w = Principal::Instance();
     w->pagePanel()->setValue(0);
     w->Contatos->SetFocus();
@@ -116,5 +111,6 @@ Principal* MakeDefaultView()
         w->addToolBar(Qt::TopToolBarArea, toolbar);
         QObject::connect(toolbar, &QToolBar::actionTriggered, w, &Principal::Toolbar11_Action);
     }
+    Principal::setLabelEditor(&AppHandlers::_kVisualizarkEtiquetas_Action);
     return w;
 }

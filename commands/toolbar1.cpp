@@ -1,10 +1,6 @@
 #include "toolbar1.h"
 
-#include "canvas.h"
 #include "icons.h"
-#include "listbox.h"
-#include "principal.h"
-#include "wlabels.h"
 
 #include <QAction>
 #include <QEvent>
@@ -55,29 +51,4 @@ bool Toolbar1::eventFilter(QObject* watched, QEvent* event)
 {
     // The buttons' help tags are empty; a tool button would show its caption in their place.
     return event->type() == QEvent::ToolTip || QToolBar::eventFilter(watched, event);
-}
-
-// ---- Principal's toolbar handler. It lives here, above the lists, since it reaches the
-// windows built on top of the main window.
-
-void Principal::Toolbar11_Action(QAction* item)
-{
-    const QString name = item->objectName();
-    if (name == QLatin1String("tb_projetos")) {
-        pagePanel()->setValue(1);
-        Projetos->SetFocus();
-        CarregaProjetos();
-    } else if (name == QLatin1String("tb_clientes")) {
-        pagePanel()->setValue(0);
-        CarregaContatos();
-        Contatos->SetFocus();
-    } else if (name == QLatin1String("tb_label")) {
-        wLabels::Instance()->ShowModal();
-    } else if (name == QLatin1String("tb_mail")) {
-        if (pagePanel()->Value() != 0)
-            pagePanel()->setValue(0);
-        Mailing();
-    } else if (name == QLatin1String("tb_backup")) {
-        FazBackup();
-    }
 }

@@ -10,6 +10,7 @@
 #include "keyboard.h"
 #include "listbox.h"
 
+#include <QAction>
 #include <QCloseEvent>
 #include <QFontMetrics>
 #include <QLabel>
@@ -762,6 +763,62 @@ bool Principal::Projetos_CellTextPaint(Graphics& g, int row, int, int, int)
         g.ForeColor = c ? *c : QColor(0, 0, 0);
     }
     return false;
+}
+
+// ---- Commands
+
+namespace {
+std::function<void()> g_labelEditor;
+}
+
+void Principal::setLabelEditor(std::function<void()> showModal)
+{
+    g_labelEditor = std::move(showModal);
+}
+
+void Principal::showProjectsPage()
+{
+    m_pagePanel->setValue(1);
+    Projetos->SetFocus();
+    CarregaProjetos();
+}
+
+void Principal::mailFromCustomersPage()
+{
+    if (m_pagePanel->Value() != 0)
+        m_pagePanel->setValue(0);
+    Mailing();
+}
+
+void Principal::Toolbar11_Action(QAction* item)
+{
+    const QString name = item->objectName();
+    if (name == QLatin1String("tb_projetos")) {
+        showProjectsPage();
+    } else if (name == QLatin1String("tb_clientes")) {
+        // Unlike the menu's Customers, the toolbar loads before it focuses.
+        m_pagePanel->setValue(0);
+        CarregaContatos();
+        Contatos->SetFocus();
+    } else if (name == QLatin1String("tb_label")) {
+        if (g_labelEditor)
+            g_labelEditor();
+    } else if (name == QLatin1String("tb_mail")) {
+        mailFromCustomersPage();
+    } else if (name == QLatin1String("tb_backup")) {
+        FazBackup();
+    }
+}
+
+void Principal::FazBackup()
+{
+    // The path is rebuilt by name, not asked of the open database.
+    const auto db = App::DatabaseItem();
+    const std::optional<FolderItem> f = GetSaveFolderItem(QString(), QStringLiteral("Tally Vane.rbd"));
+    if (!f)
+        return;
+    db->CopyFileTo(*f); // not looked at: the message follows every copy
+    MsgBox(QStringLiteral("Backup Ok"));
 }
 
 // The mail campaign to the selected customers. Not part of this build yet: it does nothing.

@@ -4,6 +4,7 @@
 
 #include <QColor>
 #include <QMainWindow>
+#include <functional>
 
 class Canvas;
 class ContextualMenu;
@@ -97,12 +98,16 @@ public:
     void ContextualMenu1_Open();
     void CarregaContextualMenu();
 
-    // ---- Commands. Toolbar11_Action and FazBackup are defined with the commands, which reach the
-    // windows built on top of this one.
+    // ---- Commands
     QToolBar* Toolbar11 = nullptr;
     void Toolbar11_Action(QAction* item);
     void FazBackup();
     void Mailing();
+    // What the toolbar and the menu do alike.
+    void showProjectsPage();
+    void mailFromCustomersPage();
+    // The label editor is a window above this one: the commands hand over its opening at start-up.
+    static void setLabelEditor(std::function<void()> showModal);
 
 protected:
     void closeEvent(QCloseEvent* event) override;

@@ -1,7 +1,6 @@
 #include "keyboard.h"
 
 #include <QGuiApplication>
-#include <optional>
 
 namespace {
 std::optional<bool> g_eventShift;
@@ -15,13 +14,15 @@ bool Keyboard::ShiftKey()
     return QGuiApplication::queryKeyboardModifiers().testFlag(Qt::ShiftModifier);
 }
 
-void Keyboard::setEventShift(bool down)
+Keyboard::EventShiftScope::EventShiftScope(bool down)
+    : m_outer(g_eventShift)
 {
     g_eventShift = down;
 }
-void Keyboard::clearEventShift()
+
+Keyboard::EventShiftScope::~EventShiftScope()
 {
-    g_eventShift.reset();
+    g_eventShift = m_outer;
 }
 
 bool IsContextualClick()

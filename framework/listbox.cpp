@@ -10,16 +10,6 @@
 #include <QMouseEvent>
 #include <QPainter>
 
-namespace {
-// Handlers read the shift state of the event being dispatched; nested dispatch restores it.
-class ShiftScope
-{
-public:
-    explicit ShiftScope(bool down) { Keyboard::setEventShift(down); }
-    ~ShiftScope() { Keyboard::clearEventShift(); }
-};
-} // namespace
-
 QString keyText(const QKeyEvent* event)
 {
     switch (event->key()) {
@@ -146,7 +136,7 @@ void Listbox::setListIndex(int row)
         return;
     }
     selectionModel()->setCurrentIndex(
-        m_model->index(row, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        m_model->viewIndex(row, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
 }
 
 int Listbox::ListCount() const
@@ -169,7 +159,7 @@ void Listbox::setSelected(int row, bool on)
     m_model->flushPending();
     if (row < 0 || row >= m_model->rows())
         return;
-    selectionModel()->select(m_model->index(row, 0),
+    selectionModel()->select(m_model->viewIndex(row, 0),
         (on ? QItemSelectionModel::Select : QItemSelectionModel::Deselect) | QItemSelectionModel::Rows);
 }
 
@@ -217,7 +207,7 @@ void Listbox::EditCell(int row, int column)
         commitData(old);
         closeEditor(old, QAbstractItemDelegate::NoHint);
     }
-    const QModelIndex index = m_model->index(row, column);
+    const QModelIndex index = m_model->viewIndex(row, column);
     m_model->setEditableCell(row, column);
     // The row of an open cell is the selected row: handlers read it back as ListIndex.
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
@@ -318,7 +308,7 @@ void Listbox::mouseDoubleClickEvent(QMouseEvent* event)
 void Listbox::keyPressEvent(QKeyEvent* event)
 {
     if (KeyDown) {
-        const ShiftScope shift(event->modifiers().testFlag(Qt::ShiftModifier));
+        const Keyboard::EventShiftScope shift(event->modifiers().testFlag(Qt::ShiftModifier));
         if (KeyDown(keyText(event))) {
             event->accept();
             return;
@@ -332,7 +322,8 @@ bool Listbox::editorKey(QWidget* editor, QKeyEvent* event)
     if (!CellKeyDown || editor != m_editor || !m_editIndex.isValid())
         return false;
     const QPointer<QWidget> alive(editor);
-    const ShiftScope shift(event->modifiers().testFlag(Qt::ShiftModifier) || event->key() == Qt::Key_Backtab);
+    const Keyboard::EventShiftScope shift(
+        event->modifiers().testFlag(Qt::ShiftModifier) || event->key() == Qt::Key_Backtab);
     if (CellKeyDown(m_editIndex.row(), m_editIndex.column(), keyText(event)))
         return true;
     // The handler may have reloaded the list or moved the edit: then this editor is done with.

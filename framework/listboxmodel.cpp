@@ -13,12 +13,6 @@ ListboxModel::ListboxModel(int columns, QObject* parent)
 {
 }
 
-ListboxModel::~ListboxModel()
-{
-    for (auto& r : m_rows)
-        delete[] r.packed;
-}
-
 int ListboxModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : m_shown;
@@ -29,7 +23,7 @@ int ListboxModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : m_columns;
 }
 
-char* ListboxModel::pack(const std::vector<QString>& cells)
+std::unique_ptr<char[]> ListboxModel::pack(const std::vector<QString>& cells)
 {
     // Encoded through scratch buffers that live on, so packing a row allocates only its result.
     static thread_local std::string cell, row;
@@ -46,8 +40,8 @@ char* ListboxModel::pack(const std::vector<QString>& cells)
         } while (n);
         row.append(cell.data(), size_t(end - cell.data()));
     }
-    char* packed = new char[row.size()];
-    std::memcpy(packed, row.data(), row.size());
+    auto packed = std::make_unique_for_overwrite<char[]>(row.size());
+    std::memcpy(packed.get(), row.data(), row.size());
     return packed;
 }
 
@@ -80,9 +74,7 @@ void ListboxModel::packHot() const
 {
     if (m_hot < 0)
         return;
-    Row& r = m_rows[size_t(m_hot)];
-    delete[] r.packed;
-    r.packed = pack(m_hotCells);
+    m_rows[size_t(m_hot)].packed = pack(m_hotCells);
     m_hot = -1;
 }
 
@@ -93,7 +85,7 @@ void ListboxModel::makeHot(int row) const
     packHot();
     const Row& r = m_rows[size_t(row)];
     for (int c = 0; c < m_columns; ++c)
-        m_hotCells[size_t(c)] = r.packed ? unpack(r.packed, c) : QString();
+        m_hotCells[size_t(c)] = r.packed ? unpack(r.packed.get(), c) : QString();
     m_hot = row;
 }
 
@@ -104,7 +96,7 @@ QString ListboxModel::cell(int row, int column) const
     if (row == m_hot)
         return m_hotCells[size_t(column)];
     const Row& r = m_rows[size_t(row)];
-    return r.packed ? unpack(r.packed, column) : QString();
+    return r.packed ? unpack(r.packed.get(), column) : QString();
 }
 
 void ListboxModel::storeCell(int row, int column, const QString& text)
@@ -191,8 +183,6 @@ void ListboxModel::insertRowAt(int row, const QString& cell0)
 void ListboxModel::clear()
 {
     beginResetModel();
-    for (auto& r : m_rows)
-        delete[] r.packed;
     m_rows.clear();
     m_rows.shrink_to_fit();
     m_shown = 0;

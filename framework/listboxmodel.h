@@ -15,7 +15,6 @@ class ListboxModel : public QAbstractTableModel
 
 public:
     explicit ListboxModel(int columns, QObject* parent = nullptr);
-    ~ListboxModel() override;
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     int columnCount(const QModelIndex& parent = QModelIndex()) const override;
@@ -45,8 +44,14 @@ public:
     bool isCheckColumn(int column) const;
     // The one cell that may hold an editor; the view opens editors only where it is told to.
     void setEditableCell(int row, int column);
-    // Tells the views about rows appended since the last call.
+    // Tells the views about rows appended since the last call. Every entry point that hands a row to a
+    // view calls it first, and viewIndex holds it to that.
     void flushPending();
+    QModelIndex viewIndex(int row, int column) const
+    {
+        Q_ASSERT_X(row < m_shown, "ListboxModel::viewIndex", "rows appended since the last flushPending");
+        return index(row, column);
+    }
 
 signals:
     void checkToggled(int row, int column);
@@ -54,11 +59,11 @@ signals:
 private:
     struct Row
     {
-        char* packed = nullptr; // cells as varint length + UTF-8 bytes, in column order
+        std::unique_ptr<char[]> packed; // cells as varint length + UTF-8 bytes, in column order
         quint32 checks = 0;
     };
     void storeCell(int row, int column, const QString& text);
-    static char* pack(const std::vector<QString>& cells);
+    static std::unique_ptr<char[]> pack(const std::vector<QString>& cells);
     static QString unpack(const char* packed, int column);
     bool inRange(const QModelIndex& index) const;
     void makeHot(int row) const;

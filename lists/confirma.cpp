@@ -4,12 +4,20 @@
 #include <QPointer>
 #include <QPushButton>
 
+namespace {
+QPointer<confirma> g_live;
+}
+
 confirma* confirma::Instance()
 {
-    static QPointer<confirma> live;
-    if (!live)
-        live = new confirma();
-    return live;
+    if (!g_live)
+        g_live = new confirma();
+    return g_live;
+}
+
+void confirma::Release()
+{
+    delete g_live.data();
 }
 
 confirma::confirma()

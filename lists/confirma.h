@@ -12,6 +12,8 @@ class confirma : public QDialog
 
 public:
     static confirma* Instance();
+    // Ends the live window, if any; the main window does so as it goes.
+    static void Release();
 
     bool opcao = false;
     QLabel* mensagem;

@@ -71,6 +71,8 @@ Principal::Principal()
 
 Principal::~Principal()
 {
+    // The question stands on the screen, not over this window, so it is no child of it.
+    confirma::Release();
     if (App::Instance() && App::Instance()->mainWindow() == this)
         App::Instance()->setMainWindow(nullptr);
 }

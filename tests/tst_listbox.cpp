@@ -238,7 +238,9 @@ private slots:
         QFETCH(QString, expected);
         fill(2);
         QString seen;
+        m_list->KeyDown = [](const QString&) { return true; };
         m_list->CellKeyDown = [&](int r, int c, const QString& k) {
+            QTest::keyClick(m_list.get(), Qt::Key_X); // a nested dispatch leaves this event's shift state as it was
             seen = QStringLiteral("%1,%2 %3 shift=%4")
                        .arg(r)
                        .arg(c)

@@ -107,7 +107,7 @@ wSobre::wSobre(QWidget* parent)
 
 void wSobre::bt_ok_Action()
 {
-    Instance()->hide();
+    hide();
 }
 
 void wSobre::reject()
@@ -131,7 +131,7 @@ bool wSobre::StaticText1_MouseDown(int, int)
 void wSobre::StaticText1_MouseUp(int, int)
 {
     ShowURL(SellerPage().toString());
-    Instance()->hide();
+    hide();
 }
 
 bool wSobre::StaticText3_MouseDown(int, int)
@@ -142,5 +142,5 @@ bool wSobre::StaticText3_MouseDown(int, int)
 void wSobre::StaticText3_MouseUp(int, int)
 {
     ShowURL(SellerPage().toString());
-    Instance()->hide();
+    hide();
 }

@@ -8,8 +8,6 @@
 
 #include <QCoreApplication>
 #include <QVersionNumber>
-#include <cmath>
-#include <limits>
 
 namespace {
 App* g_app = nullptr;
@@ -28,18 +26,6 @@ const char* const kCreateTables[] = {
     "CREATE TABLE Extra (  id INTEGER PRIMARY KEY, Campo1 VarChar,  Campo2 VarChar,  Campo3 VarChar,  Campo4 VarChar, "
     " Campo5 VarChar, Campo6 VarChar)",
 };
-
-// Val gives a double; anything beyond a 32-bit integer is held at its bounds.
-qint32 toInt32(double v)
-{
-    if (std::isnan(v))
-        return 0;
-    if (v >= double(std::numeric_limits<qint32>::max()))
-        return std::numeric_limits<qint32>::max();
-    if (v <= double(std::numeric_limits<qint32>::min()))
-        return std::numeric_limits<qint32>::min();
-    return qint32(v);
-}
 } // namespace
 
 App::App()
@@ -150,10 +136,10 @@ void App::LePrefs()
         MailMensagem = in->ReadLine();
         MailNome = in->ReadLine();
         MailServidor = in->ReadLine();
-        janela_height = toInt32(Val(in->ReadLine()));
-        janela_left = toInt32(Val(in->ReadLine()));
-        janela_top = toInt32(Val(in->ReadLine()));
-        janela_width = toInt32(Val(in->ReadLine()));
+        janela_height = ValInt32(in->ReadLine());
+        janela_left = ValInt32(in->ReadLine());
+        janela_top = ValInt32(in->ReadLine());
+        janela_width = ValInt32(in->ReadLine());
         in->ReadLine();
         for (int c = 1; c <= 8; ++c)
             *projetoColunaSize(c) = in->ReadLine();

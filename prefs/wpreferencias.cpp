@@ -203,7 +203,7 @@ void wPreferencias::btok_Action()
     app->ColCliente4 = tColCliente4->text();
     app->ColCliente5 = tColCliente5->text();
     app->ColCliente6 = tColCliente6->text();
-    Instance()->hide();
+    hide();
     Principal* w = Principal::Instance();
     w->SetHeadings();
     w->Projetos->viewport()->update();
@@ -214,7 +214,7 @@ void wPreferencias::btok_Action()
 
 void wPreferencias::btCancela_Action()
 {
-    Instance()->hide();
+    hide();
 }
 
 void wPreferencias::reject()

@@ -85,7 +85,15 @@ public:
         sqlite3_finalize(st);
         return rows.join(QLatin1Char('\n'));
     }
-    void exec(const QString& sql) const { sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, nullptr); }
+    // A statement that fails fails the test: a seed that did not go in must not pass unnoticed.
+    void exec(const QString& sql) const
+    {
+        char* error = nullptr;
+        if (sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, &error) != SQLITE_OK)
+            QTest::qFail(qPrintable(sql + QStringLiteral(": ") + QString::fromUtf8(error ? error : "no database")),
+                __FILE__, __LINE__);
+        sqlite3_free(error);
+    }
 
 private:
     sqlite3* m_db = nullptr;

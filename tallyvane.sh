@@ -30,7 +30,7 @@ build() { # dir, extra cmake args...
 case "${1:-}" in
 run)
     install_missing
-    build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTV_WERROR=OFF
+    build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
     exec ./build/app/tallyvane
     ;;
 test)
@@ -39,9 +39,9 @@ test)
     build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTV_WERROR=ON
     cmake --build build --target format-check
     (cd build && ctest --output-on-failure --timeout 600)
-    # The same tests again under AddressSanitizer and UndefinedBehaviorSanitizer.
+    # The same tests again under AddressSanitizer, UndefinedBehaviorSanitizer and LeakSanitizer.
     build build-asan -DCMAKE_BUILD_TYPE=Debug -DTV_SANITIZE=ON -DTV_WERROR=ON
-    (cd build-asan && ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure --timeout 900)
+    (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure --timeout 900)
     ;;
 *)
     echo "usage: $0 run|test" >&2

@@ -279,32 +279,155 @@ int Principal::ContatosWidthActual(int column) const
     return Contatos->WidthActual(column);
 }
 
+// ---- What both lists do alike
+
+namespace {
+// A list row's cell and the field of the record it shows, as the loaders and the writers pair them.
+struct CellField
+{
+    int cell;
+    int field;
+};
+struct CellColumn
+{
+    int cell;
+    const char* column;
+};
+
+// Rebuilds a list from a query, a row per record. Every field after the first writes the row's cells
+// again, as the loop has always done; the list keeps repeated writes cheap.
+void fillList(
+    Listbox* list, const QString& sql, std::initializer_list<CellField> cells, int checkCell = -1, int checkField = 0)
+{
+    auto rs = App::Instance()->tvDB->SQLSelect(sql);
+    list->DeleteAllRows();
+    if (!rs)
+        return;
+    const int n = rs->FieldCount();
+    while (!rs->Eof()) {
+        for (int i = 1; i <= n; ++i) {
+            if (i == 1) {
+                list->AddRow(rs->IdxField(1).StringValue());
+                continue;
+            }
+            const int r = list->LastIndex();
+            for (const CellField& c : cells)
+                list->setCell(r, c.cell, rs->IdxField(c.field).StringValue());
+            if (checkCell >= 0)
+                list->setCellCheck(r, checkCell, rs->IdxField(checkField).BooleanValue());
+        }
+        rs->MoveNext();
+    }
+}
+
+DatabaseRecord recordOf(const Listbox* list, int row, std::initializer_list<CellColumn> columns)
+{
+    DatabaseRecord r;
+    for (const CellColumn& c : columns)
+        r.Column(QString::fromLatin1(c.column), list->Cell(row, c.cell));
+    return r;
+}
+
+// The fields the user types in are cells 1 to 6; a row with all of them empty holds no data.
+bool cellsEmpty(const Listbox* list, int row)
+{
+    for (int c = 1; c <= 6; ++c) {
+        if (!list->Cell(row, c).isEmpty())
+            return false;
+    }
+    return true;
+}
+
+// Tab and Shift-Tab: the next or the previous column, held within 0 and last.
+int tabColumn(int column, int last)
+{
+    column = Keyboard::ShiftKey() ? column - 1 : column + 1;
+    return qBound(0, column, last);
+}
+
+bool insertCommitted(const QString& table, const DatabaseRecord& record)
+{
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->InsertRecord(table, record);
+    if (db->Error()) {
+        MsgBox(QStringLiteral("DB Error"));
+        return false;
+    }
+    db->Commit();
+    return true;
+}
+
+void deleteById(SQLDatabase* db, const QString& table, const QString& id)
+{
+    db->SQLExecute(QStringLiteral("DELETE FROM ") + table + QStringLiteral(" where id='") + id + QStringLiteral("'"));
+}
+
+// A change is a delete by id and a new insert, each committed: the record comes back under a new id.
+bool replaceById(const QString& table, const QString& id, const DatabaseRecord& record)
+{
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    deleteById(db, table, id);
+    db->Commit();
+    return insertCommitted(table, record);
+}
+
+// False when no row is selected: then nothing changes.
+bool deleteSelectedRows(const Listbox* list, const QString& table)
+{
+    const int n = list->ListCount();
+    if (list->SelCount() == 0)
+        return false;
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    for (int i = 0; i < n; ++i) {
+        if (list->Selected(i))
+            deleteById(db, table, list->Cell(i, 0));
+    }
+    db->Commit();
+    return true;
+}
+} // namespace
+
+// The cell opened by Tab shows its text selected, so typing replaces it.
+void Principal::editCellSelected(Listbox* list, int row, int column)
+{
+    RowEditada = row;
+    list->EditCell(row, column);
+    if (auto cell = list->ActiveCell()) {
+        cell->setSelStart(0);
+        cell->setSelLength(999999);
+    }
+}
+
+// Return stores the open row: a new one is inserted, any other changed.
+void Principal::storeEditedRow(bool& insertMode, void (Principal::*insere)(), void (Principal::*altera)())
+{
+    if (insertMode) {
+        (this->*insere)();
+        insertMode = false;
+    } else {
+        (this->*altera)();
+    }
+}
+
+// Backspace or Delete over selected rows asks before anything goes.
+bool Principal::deleteConfirmed(const Listbox* list, const QString& key)
+{
+    return list->SelCount() != 0 && (isKey(key, 8) || isKey(key, 127))
+        && AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention"));
+}
+
+void Principal::startNewRow(Listbox* list)
+{
+    list->InsertRow(0, QString(), 0);
+    list->EditCell(list->LastIndex(), 1);
+}
+
 // ---- Customers
 
 void Principal::CarregaContatos()
 {
-    auto rs = App::Instance()->tvDB->SQLSelect(QStringLiteral("SELECT * from Contatos ORDER BY Nome"));
-    Contatos->DeleteAllRows();
-    if (rs) {
-        const int n = rs->FieldCount();
-        while (!rs->Eof()) {
-            for (int i = 1; i <= n; ++i) {
-                if (i == 1) {
-                    Contatos->AddRow(rs->IdxField(1).StringValue());
-                } else {
-                    const int r = Contatos->LastIndex();
-                    Contatos->setCell(r, 0, rs->IdxField(1).StringValue());
-                    Contatos->setCell(r, 1, rs->IdxField(3).StringValue());
-                    Contatos->setCell(r, 2, rs->IdxField(5).StringValue());
-                    Contatos->setCell(r, 3, rs->IdxField(6).StringValue());
-                    Contatos->setCell(r, 4, rs->IdxField(7).StringValue());
-                    Contatos->setCell(r, 5, rs->IdxField(8).StringValue());
-                    Contatos->setCell(r, 6, rs->IdxField(10).StringValue());
-                }
-            }
-            rs->MoveNext();
-        }
-    }
+    fillList(Contatos, QStringLiteral("SELECT * from Contatos ORDER BY Nome"),
+        {{0, 1}, {1, 3}, {2, 5}, {3, 6}, {4, 7}, {5, 8}, {6, 10}});
     m_pagePanel->setValue(0);
     Contatos->SetFocus();
 }
@@ -324,117 +447,59 @@ void Principal::Contatos_DoubleClick()
 bool Principal::Contatos_CellKeyDown(int row, int column, const QString& key)
 {
     if (isKey(key, 9)) {
-        column = Keyboard::ShiftKey() ? column - 1 : column + 1;
-        if (column < 0)
-            column = 0;
-        if (column > Contatos->ColumnCount() - 1)
-            column = Contatos->ColumnCount() - 1;
-        RowEditada = row;
-        Contatos->EditCell(row, column);
-        if (auto cell = Contatos->ActiveCell()) {
-            cell->setSelStart(0);
-            cell->setSelLength(999999);
-        }
+        editCellSelected(Contatos, row, tabColumn(column, Contatos->ColumnCount() - 1));
         return true;
     }
-    if (isReturn(key)) {
-        if (modo_insere) {
-            InsereContato();
-            modo_insere = false;
-        } else {
-            AlteraContato();
-        }
-    }
+    if (isReturn(key))
+        storeEditedRow(modo_insere, &Principal::InsereContato, &Principal::AlteraContato);
     return false;
 }
 
 bool Principal::Contatos_KeyDown(const QString& key)
 {
-    if (Contatos->SelCount() == 0)
-        return false;
-    if (isKey(key, 8) || isKey(key, 127)) {
-        if (AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention")))
-            ApagaContato();
-    }
+    if (deleteConfirmed(Contatos, key))
+        ApagaContato();
     return false;
 }
 
 void Principal::bt_inserecontato_Action()
 {
     modo_insere = true;
-    Contatos->InsertRow(0, QString(), 0);
-    Contatos->EditCell(Contatos->LastIndex(), 1);
-}
-
-bool Principal::contatoCellsEmpty(int row) const
-{
-    for (int c = 1; c <= 6; ++c) {
-        if (!Contatos->Cell(row, c).isEmpty())
-            return false;
-    }
-    return true;
+    startNewRow(Contatos);
 }
 
 DatabaseRecord Principal::contatoRecord(int row) const
 {
-    DatabaseRecord r;
-    r.Column(QStringLiteral("Nome"), Contatos->Cell(row, 1));
-    r.Column(QStringLiteral("Email"), Contatos->Cell(row, 6));
-    r.Column(QStringLiteral("Serial"), Contatos->Cell(row, 2));
-    r.Column(QStringLiteral("Versao"), Contatos->Cell(row, 3));
-    r.Column(QStringLiteral("Data"), Contatos->Cell(row, 4));
-    r.Column(QStringLiteral("ProjetoNome"), Contatos->Cell(row, 5));
-    return r;
+    return recordOf(
+        Contatos, row, {{1, "Nome"}, {6, "Email"}, {2, "Serial"}, {3, "Versao"}, {4, "Data"}, {5, "ProjetoNome"}});
 }
 
 void Principal::InsereContato()
 {
-    if (contatoCellsEmpty(Contatos->ListIndex())) {
+    const int r = Contatos->ListIndex();
+    if (cellsEmpty(Contatos, r)) {
         MsgBox(QStringLiteral("Invalid Data"));
         return;
     }
-    SQLDatabase* db = App::Instance()->tvDB.get();
-    db->InsertRecord(QStringLiteral("Contatos"), contatoRecord(Contatos->ListIndex()));
-    if (db->Error()) {
-        MsgBox(QStringLiteral("DB Error"));
-        return;
-    }
-    db->Commit();
-    CarregaContatos();
+    if (insertCommitted(QStringLiteral("Contatos"), contatoRecord(r)))
+        CarregaContatos();
 }
 
 void Principal::AlteraContato()
 {
-    if (contatoCellsEmpty(Contatos->ListIndex())) {
+    const int r = Contatos->ListIndex();
+    if (cellsEmpty(Contatos, r)) {
         MsgBox(QStringLiteral("Invalid Data"));
         return;
     }
-    SQLDatabase* db = App::Instance()->tvDB.get();
-    db->SQLExecute(QStringLiteral("DELETE FROM Contatos where id='") + Contatos->Cell(Contatos->ListIndex(), 0)
-        + QStringLiteral("'"));
-    db->Commit();
-    db->InsertRecord(QStringLiteral("Contatos"), contatoRecord(Contatos->ListIndex()));
-    if (db->Error()) {
-        MsgBox(QStringLiteral("DB Error"));
-        return;
-    }
-    db->Commit();
-    CarregaContatos();
+    if (replaceById(QStringLiteral("Contatos"), Contatos->Cell(r, 0), contatoRecord(r)))
+        CarregaContatos();
 }
 
 void Principal::ApagaContato()
 {
-    const int n = Contatos->ListCount();
-    if (Contatos->SelCount() == 0)
-        return;
-    SQLDatabase* db = App::Instance()->tvDB.get();
-    for (int i = 0; i < n; ++i) {
-        if (Contatos->Selected(i))
-            db->SQLExecute(
-                QStringLiteral("DELETE FROM Contatos where id='") + Contatos->Cell(i, 0) + QStringLiteral("'"));
-    }
-    db->Commit();
-    CarregaContatos();
+    if (deleteSelectedRows(Contatos, QStringLiteral("Contatos")))
+        CarregaContatos();
 }
 
 bool Principal::AbreJanela(const QString& text, bool ask, const QString& title)
@@ -465,30 +530,9 @@ bool Principal::AbreJanela(const QString& text, bool ask, const QString& title)
 
 void Principal::CarregaProjetos()
 {
-    auto rs = App::Instance()->tvDB->SQLSelect(QStringLiteral("SELECT * from Tarefas ORDER BY Projeto"));
-    Projetos->DeleteAllRows();
-    if (!rs)
-        return;
-    const int n = rs->FieldCount();
-    while (!rs->Eof()) {
-        for (int i = 1; i <= n; ++i) {
-            if (i == 1) {
-                Projetos->AddRow(rs->IdxField(1).StringValue());
-            } else {
-                const int r = Projetos->LastIndex();
-                Projetos->setCell(r, 0, rs->IdxField(1).StringValue());
-                Projetos->setCell(r, 1, rs->IdxField(2).StringValue());
-                Projetos->setCell(r, 2, rs->IdxField(3).StringValue());
-                Projetos->setCell(r, 3, rs->IdxField(4).StringValue());
-                Projetos->setCell(r, 4, rs->IdxField(5).StringValue());
-                Projetos->setCell(r, 5, rs->IdxField(6).StringValue());
-                Projetos->setCell(r, 7, rs->IdxField(7).StringValue());
-                Projetos->setCell(r, 6, rs->IdxField(8).StringValue());
-                Projetos->setCellCheck(r, 8, rs->IdxField(9).BooleanValue());
-            }
-        }
-        rs->MoveNext();
-    }
+    // The label is field 7 and the comments field 8, shown the other way round.
+    fillList(Projetos, QStringLiteral("SELECT * from Tarefas ORDER BY Projeto"),
+        {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {7, 7}, {6, 8}}, 8, 9);
 }
 
 bool Principal::Projetos_CellClick(int row, int column, int, int)
@@ -513,40 +557,20 @@ bool Principal::Projetos_CellKeyDown(int row, int column, const QString& key)
     if (isKey(key, 27))
         CarregaProjetos();
     if (isKey(key, 9)) {
-        column = Keyboard::ShiftKey() ? column - 1 : column + 1;
-        if (column < 0)
-            column = 0;
-        if (column > Projetos->ColumnCount() - 2)
-            column = Projetos->ColumnCount() - 2;
-        if (column == 7)
-            column = 6;
-        RowEditada = row;
-        Projetos->EditCell(row, column);
-        if (auto cell = Projetos->ActiveCell()) {
-            cell->setSelStart(0);
-            cell->setSelLength(999999);
-        }
+        // The check box column is never opened, and the label column gives way to the comments.
+        column = tabColumn(column, Projetos->ColumnCount() - 2);
+        editCellSelected(Projetos, row, column == 7 ? 6 : column);
         return true;
     }
-    if (isReturn(key)) {
-        if (modo_insere2) {
-            InsereProjeto();
-            modo_insere2 = false;
-        } else {
-            AlteraProjeto();
-        }
-    }
+    if (isReturn(key))
+        storeEditedRow(modo_insere2, &Principal::InsereProjeto, &Principal::AlteraProjeto);
     return false;
 }
 
 bool Principal::Projetos_KeyDown(const QString& key)
 {
-    if (Projetos->SelCount() == 0)
-        return false;
-    if (isKey(key, 8) || isKey(key, 127)) {
-        if (AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention")))
-            ApagaProjeto();
-    }
+    if (deleteConfirmed(Projetos, key))
+        ApagaProjeto();
     return false;
 }
 
@@ -561,82 +585,48 @@ void Principal::Projetos_CellAction(int, int column)
 void Principal::bt_insereprojeto_Action()
 {
     modo_insere2 = true;
-    Projetos->InsertRow(0, QString(), 0);
-    Projetos->EditCell(Projetos->LastIndex(), 1);
-}
-
-bool Principal::projetoCellsEmpty(int row) const
-{
-    for (int c = 1; c <= 6; ++c) {
-        if (!Projetos->Cell(row, c).isEmpty())
-            return false;
-    }
-    return true;
+    startNewRow(Projetos);
 }
 
 DatabaseRecord Principal::projetoRecord(int row) const
 {
-    DatabaseRecord r;
-    r.Column(QStringLiteral("Projeto"), Projetos->Cell(row, 1));
-    r.Column(QStringLiteral("Titulo"), Projetos->Cell(row, 2));
-    r.Column(QStringLiteral("DataInicio"), Projetos->Cell(row, 3));
-    r.Column(QStringLiteral("DataFim"), Projetos->Cell(row, 4));
-    r.Column(QStringLiteral("Responsavel"), Projetos->Cell(row, 5));
-    r.Column(QStringLiteral("Label"), Projetos->Cell(row, 7));
-    r.Column(QStringLiteral("Comentarios"), Projetos->Cell(row, 6));
+    DatabaseRecord r = recordOf(Projetos, row,
+        {{1, "Projeto"}, {2, "Titulo"}, {3, "DataInicio"}, {4, "DataFim"}, {5, "Responsavel"}, {7, "Label"},
+            {6, "Comentarios"}});
     r.BooleanColumn(QStringLiteral("Ok"), Projetos->CellCheck(row, 8));
     return r;
 }
 
+// Unlike a customer's, an empty new task is dropped without a message.
 void Principal::InsereProjeto()
 {
-    if (projetoCellsEmpty(Projetos->ListIndex())) {
+    const int r = Projetos->ListIndex();
+    if (cellsEmpty(Projetos, r)) {
         CarregaProjetos();
         return;
     }
-    SQLDatabase* db = App::Instance()->tvDB.get();
-    db->InsertRecord(QStringLiteral("Tarefas"), projetoRecord(Projetos->ListIndex()));
-    if (db->Error()) {
-        MsgBox(QStringLiteral("DB Error"));
+    if (!insertCommitted(QStringLiteral("Tarefas"), projetoRecord(r)))
         return;
-    }
-    db->Commit();
     modo_insere2 = false;
     CarregaProjetos();
 }
 
+// The row is the one last clicked, not the selected one.
 void Principal::AlteraProjeto()
 {
     const int r = RowClicked;
-    if (projetoCellsEmpty(r)) {
+    if (cellsEmpty(Projetos, r)) {
         MsgBox(QStringLiteral("Invalid Data"));
         return;
     }
-    SQLDatabase* db = App::Instance()->tvDB.get();
-    db->SQLExecute(QStringLiteral("DELETE FROM Tarefas where id='") + Projetos->Cell(r, 0) + QStringLiteral("'"));
-    db->Commit();
-    db->InsertRecord(QStringLiteral("Tarefas"), projetoRecord(r));
-    if (db->Error()) {
-        MsgBox(QStringLiteral("DB Error"));
-        return;
-    }
-    db->Commit();
-    CarregaProjetos();
+    if (replaceById(QStringLiteral("Tarefas"), Projetos->Cell(r, 0), projetoRecord(r)))
+        CarregaProjetos();
 }
 
 void Principal::ApagaProjeto()
 {
-    const int n = Projetos->ListCount();
-    if (Projetos->SelCount() == 0)
-        return;
-    SQLDatabase* db = App::Instance()->tvDB.get();
-    for (int i = 0; i < n; ++i) {
-        if (Projetos->Selected(i))
-            db->SQLExecute(
-                QStringLiteral("DELETE FROM Tarefas where id='") + Projetos->Cell(i, 0) + QStringLiteral("'"));
-    }
-    db->Commit();
-    CarregaProjetos();
+    if (deleteSelectedRows(Projetos, QStringLiteral("Tarefas")))
+        CarregaProjetos();
 }
 
 // ---- Labels

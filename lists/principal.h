@@ -117,8 +117,10 @@ private:
     void CreateControls();
     int barsHeight() const;
     void OpenControls();
-    bool contatoCellsEmpty(int row) const;
-    bool projetoCellsEmpty(int row) const;
+    void editCellSelected(Listbox* list, int row, int column);
+    void storeEditedRow(bool& insertMode, void (Principal::*insere)(), void (Principal::*altera)());
+    bool deleteConfirmed(const Listbox* list, const QString& key);
+    void startNewRow(Listbox* list);
     DatabaseRecord contatoRecord(int row) const;
     DatabaseRecord projetoRecord(int row) const;
 

@@ -97,7 +97,6 @@ private slots:
         QTest::addColumn<bool>("error");
         QTest::newRow("unknown table") << "DELETE FROM Nowhere where id='1'" << true;
         QTest::newRow("vacuum of a missing schema") << "VACUUM Clientes" << true;
-        QTest::newRow("syntax") << "DELEET FROM Tarefas" << true;
         QTest::newRow("quoted id") << "DELETE FROM Tarefas where id='1'" << false;
     }
     void failuresSetErrorAndSucceedingCallsClearIt()

@@ -1,0 +1,47 @@
+#include "text.h"
+
+#include <QTest>
+
+// The text helpers as the program's code reads them: positions from 1, searches blind to ASCII case.
+class TestText : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void helpers_data()
+    {
+        QTest::addColumn<QString>("got");
+        QTest::addColumn<QString>("want");
+        QTest::newRow("InStr ignores case") << Str(InStr("Hello World", "WORLD")) << "7";
+        QTest::newRow("InStr absent") << Str(InStr("abc", "x")) << "0";
+        QTest::newRow("InStr from start") << Str(InStr(3, "abcabc", "a")) << "4";
+        QTest::newRow("NthField") << NthField("a,b,,d", ",", 4) << "d";
+        QTest::newRow("NthField past end") << NthField("a,b", ",", 3) << "";
+        QTest::newRow("NthField case") << NthField("xBoundary=q", "boundary=", 2) << "q";
+        QTest::newRow("CountFields") << Str(CountFields("a,b,,d", ",")) << "4";
+        QTest::newRow("CountFields empty") << Str(CountFields("", ",")) << "0";
+        QTest::newRow("ReplaceAll case") << ReplaceAll("aXbxc", "x", "-") << "a-b-c";
+        QTest::newRow("Trim") << Trim(" \t a b \r\n") << "a b";
+        QTest::newRow("LTrim") << LTrim("  a ") << "a ";
+        QTest::newRow("Hex") << Hex(255) << "FF";
+        QTest::newRow("Hex of -1") << Hex(-1) << "FFFFFFFF";
+        QTest::newRow("Val hex") << Str(qint64(Val("&h4A"))) << "74";
+        QTest::newRow("Val hex none") << Str(qint64(Val("&hzz"))) << "0";
+        QTest::newRow("Val code") << Str(ValInt32("250-AUTH")) << "250";
+        QTest::newRow("Val huge") << Str(ValInt32("99999999999999")) << "2147483647";
+        QTest::newRow("Format 00") << Format(7, "00") << "07";
+        QTest::newRow("Format +0000") << Format(-300, "+0000") << "-0300";
+        QTest::newRow("Format +0000 zero") << Format(0, "+0000") << "+0000";
+        QTest::newRow("Mid") << Mid("abcdef", 2, 3) << "bcd";
+        QTest::newRow("Mid past end") << Mid("abc", 9, 1) << "";
+    }
+    void helpers()
+    {
+        QFETCH(QString, got);
+        QFETCH(QString, want);
+        QCOMPARE(got, want);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestText)
+#include "tst_text.moc"

@@ -48,8 +48,9 @@ wPreferencias* wPreferencias::Instance()
     if (!g_preferencias) {
         // A window of its own beside the main one, not held above it; it goes with the main window.
         g_preferencias = new wPreferencias(nullptr);
+        // At once: the main window goes on the loop's last turn, and a later deletion would never come.
         if (Principal::Exists())
-            connect(Principal::Instance(), &QObject::destroyed, g_preferencias, &QObject::deleteLater);
+            connect(Principal::Instance(), &QObject::destroyed, g_preferencias, [] { delete g_preferencias.data(); });
         g_preferencias->Open();
     }
     return g_preferencias;

@@ -130,6 +130,9 @@ public:
             Principal::Instance()->close();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         m_app.reset();
+        // Every window goes with the main one; one left over would live on, unseen, until the process ends.
+        for (const QWidget* left : QApplication::topLevelWidgets())
+            QTest::qFail(qPrintable(QStringLiteral("left over: ") + left->objectName()), __FILE__, __LINE__);
     }
 
 private:

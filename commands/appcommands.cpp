@@ -1,5 +1,6 @@
 #include "appcommands.h"
 
+#include "application.h"
 #include "canvas.h"
 #include "listbox.h"
 #include "menubar1.h"
@@ -109,7 +110,8 @@ Principal* MakeDefaultView()
         auto* toolbar = new Toolbar1(w);
         w->Toolbar11 = toolbar;
         w->addToolBar(Qt::TopToolBarArea, toolbar);
-        QObject::connect(toolbar, &QToolBar::actionTriggered, w, &Principal::Toolbar11_Action);
+        QObject::connect(toolbar, &QToolBar::actionTriggered, w,
+            [w](QAction* item) { RunGuarded([w, item] { w->Toolbar11_Action(item); }); });
     }
     Principal::setLabelEditor(&AppHandlers::_kVisualizarkEtiquetas_Action);
     return w;

@@ -1,5 +1,7 @@
 #include "menuhandlers.h"
 
+#include "application.h"
+
 #include <QAction>
 #include <QHash>
 
@@ -40,5 +42,5 @@ void MenuHandlers::Clear()
 void RunMenuItem(QAction* item)
 {
     const QVariant index = item->data();
-    MenuHandlers::Run(item->objectName(), index.isValid() ? index.toInt() : -1);
+    RunGuarded([&] { MenuHandlers::Run(item->objectName(), index.isValid() ? index.toInt() : -1); });
 }

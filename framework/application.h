@@ -18,6 +18,19 @@ public:
     static void InstallCoreHandlers();
 };
 
+// Runs a handler that Qt calls and ends what it throws at the last-resort handler there and then: an
+// exception does not unwind Qt's own frames cleanly, and what they hold would be lost.
+template <typename F> void RunGuarded(F&& handler)
+{
+    try {
+        handler();
+    } catch (const std::exception& e) {
+        Application::ReportUnhandled(e);
+    } catch (...) {
+        Application::ReportUnknown();
+    }
+}
+
 // Ends the application with the given status once control is back in the event loop.
 void Quit(int status);
 bool QuitRequested();

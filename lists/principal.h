@@ -4,12 +4,15 @@
 
 #include <QColor>
 #include <QMainWindow>
+#include <memory>
 
 class Canvas;
 class ContextualMenu;
+class EmailMessage;
 class Graphics;
 class Listbox;
 class PagePanel;
+class SMTPSocket1;
 class QLabel;
 class QAction;
 class QPushButton;
@@ -102,7 +105,13 @@ public:
     QToolBar* Toolbar11 = nullptr;
     void Toolbar11_Action(QAction* item);
     void FazBackup();
+
+    // ---- Mail campaign
+    std::unique_ptr<::SMTPSocket1> SMTPSocket1;
     void Mailing();
+    void SMTPSocket1_ServerError(qint32 code, const QString& reply, const std::shared_ptr<EmailMessage>& message);
+    void SMTPSocket1_Error();
+    void SMTPSocket1_MailSent();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -125,4 +134,7 @@ private:
     void setLabelSet(const QStringList& titles, const QStringList& colours);
     const QColor* labelColor(int row) const;
     bool m_labelsLoaded = false;
+
+    // ---- Mail campaign
+    void CreateMailControls();
 };

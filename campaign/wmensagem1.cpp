@@ -1,8 +1,9 @@
 #include "wmensagem1.h"
 
+#include "progresswheel.h"
+
 #include <QLabel>
 #include <QPointer>
-#include <QProgressBar>
 
 wMensagem1* wMensagem1::Instance()
 {
@@ -19,12 +20,9 @@ wMensagem1::wMensagem1()
     setModal(true);
     setFixedSize(360, 105);
 
-    // A range of 0 to 0 makes the bar an endless busy indicator.
-    ProgressWheel1 = new QProgressBar(this);
+    ProgressWheel1 = new ProgressWheel(this);
     ProgressWheel1->setObjectName(QStringLiteral("ProgressWheel1"));
     ProgressWheel1->setGeometry(51, 38, 16, 16);
-    ProgressWheel1->setRange(0, 0);
-    ProgressWheel1->setTextVisible(false);
 
     EnvioMSG = new QLabel(QStringLiteral("Please wait. Sending messages"), this);
     EnvioMSG->setObjectName(QStringLiteral("EnvioMSG"));

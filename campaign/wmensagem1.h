@@ -3,7 +3,7 @@
 #include <QDialog>
 
 class QLabel;
-class QProgressBar;
+class ProgressWheel;
 
 // The progress window of a campaign: shown without blocking, hidden when the queue runs empty.
 class wMensagem1 : public QDialog
@@ -13,7 +13,7 @@ class wMensagem1 : public QDialog
 public:
     static wMensagem1* Instance();
 
-    QProgressBar* ProgressWheel1;
+    ProgressWheel* ProgressWheel1;
     QLabel* EnvioMSG;
 
     void Show();

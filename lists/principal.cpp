@@ -9,6 +9,7 @@
 #include "exceptions.h"
 #include "keyboard.h"
 #include "listbox.h"
+#include "progresswheel.h"
 #include "smtpsocket1.h"
 #include "text.h"
 #include "wmailsenha.h"
@@ -18,7 +19,6 @@
 #include <QFontMetrics>
 #include <QLabel>
 #include <QPointer>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QToolBar>
 #include <algorithm>

@@ -1,13 +1,13 @@
 #include "appcommands.h"
 #include "canvas.h"
 #include "programfixture.h"
+#include "progresswheel.h"
 #include "smtpserver.h"
 #include "smtpsocket1.h"
 #include "wmailsenha.h"
 #include "wmensagem1.h"
 
 #include <QDirIterator>
-#include <QProgressBar>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryFile>

@@ -1,6 +1,8 @@
 // A campaign through the real main window to 10,000 selected customers, timed from Mailing to
 // MailSent on a local aiosmtpd, against msmtp delivering the message the server received to the
-// same recipients, in turns. Usage: bench_campaign SERVER_SCRIPT (on the offscreen platform)
+// same recipients, in turns. On a shared machine the best times of each side swing widely; the ratio
+// of each round's pair, taken one after the other, swings less, so their median is the figure.
+// Usage: bench_campaign SERVER_SCRIPT (on the offscreen platform)
 #include "app.h"
 #include "application.h"
 #include "dialogs.h"
@@ -85,7 +87,8 @@ int main(int argc, char** argv)
         loop.quit();
     };
     double bestOurs = 1e9, bestMsmtp = 1e9;
-    for (int round = 0; round < kRounds; ++round) {
+    QList<double> ratios;
+    for (int round = 0; round < 2 * kRounds - 1; ++round) {
         w->CarregaContatos();
         QCoreApplication::processEvents();
         w->Contatos->selectAll();
@@ -111,12 +114,15 @@ int main(int argc, char** argv)
         if (theirs < 0)
             return 1;
         bestMsmtp = std::min(bestMsmtp, theirs);
+        ratios << ours / theirs;
         std::printf("round %d: campaign %.3f s, msmtp %.3f s\n", round + 1, ours, theirs);
     }
     server.closeWriteChannel();
     server.waitForFinished(15000);
-    std::printf("campaign to %d selected customers: window %.3f s, msmtp %.3f s, ratio %.2f (goal <= 1.2)\n",
-        kRecipients, bestOurs, bestMsmtp, bestOurs / bestMsmtp);
+    std::sort(ratios.begin(), ratios.end());
+    std::printf("campaign to %d selected customers: best window %.3f s, msmtp %.3f s; median ratio of the rounds "
+                "%.2f (goal <= 1.2)\n",
+        kRecipients, bestOurs, bestMsmtp, ratios.at(ratios.size() / 2));
     w->close();
     return 0;
 }

@@ -1,29 +1,17 @@
 // One message with 10,000 blind-copy recipients, delivered to a local aiosmtpd server by the
 // program's SMTP client and by msmtp, in the same run. The two take turns, so that a busy spell on
 // a shared machine hits both; prints the best of each and the ratio. Usage: bench_smtp SERVER_SCRIPT
+#include "smtpbench.h"
 #include "smtpsocket.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QEventLoop>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <algorithm>
-#include <cstdio>
+
+using namespace SmtpBench;
 
 namespace {
-const int kRecipients = 10000;
-const int kRounds = 5;
-
-QStringList recipients()
-{
-    QStringList r;
-    for (int i = 0; i < kRecipients; ++i)
-        r << QStringLiteral("customer%1@example.test").arg(i);
-    return r;
-}
-
 std::shared_ptr<EmailMessage> compose(const QStringList& to)
 {
     auto m = std::make_shared<EmailMessage>();
@@ -47,14 +35,9 @@ int main(int argc, char** argv)
     }
     QTemporaryDir out;
     QProcess server;
-    server.start(QStringLiteral("/usr/bin/python3"),
-        {QStringLiteral("-W"), QStringLiteral("ignore"), QString::fromLocal8Bit(argv[1]), QStringLiteral("none"),
-            out.path()});
-    if (!server.waitForReadyRead(15000)) {
-        std::fprintf(stderr, "the SMTP server did not start\n");
+    const quint16 port = startServer(server, QString::fromLocal8Bit(argv[1]), {QStringLiteral("none"), out.path()});
+    if (port == 0)
         return 1;
-    }
-    const quint16 port = quint16(server.readLine().trimmed().toUInt());
     const QStringList to = recipients();
 
     double bestOurs = 1e9, bestMsmtp = 1e9, bestCompose = 1e9;
@@ -89,21 +72,9 @@ int main(int argc, char** argv)
         // The same text, without the end-of-data line that msmtp writes itself.
         QString text = compose(to)->Source();
         text.chop(1);
-        QProcess msmtp;
-        QStringList args = {QStringLiteral("--file=/dev/null"), QStringLiteral("--host=127.0.0.1"),
-            QStringLiteral("--port=%1").arg(port), QStringLiteral("--auth=off"), QStringLiteral("--tls=off"),
-            QStringLiteral("--from=shop@tallyvane.test"), QStringLiteral("--")};
-        args += to;
-        t.restart();
-        msmtp.start(QStringLiteral("/usr/bin/msmtp"), args);
-        msmtp.write(text.toUtf8());
-        msmtp.closeWriteChannel();
-        msmtp.waitForFinished(600000);
-        const double theirs = t.nsecsElapsed() / 1e9;
-        if (msmtp.exitCode() != 0) {
-            std::fprintf(stderr, "msmtp failed: %s\n", msmtp.readAllStandardError().constData());
+        const double theirs = msmtp(port, to, text.toUtf8(), {QStringLiteral("--auth=off")});
+        if (theirs < 0)
             return 1;
-        }
         bestMsmtp = std::min(bestMsmtp, theirs);
         std::printf("round %d: client %.3f s, msmtp %.3f s\n", round + 1, ours, theirs);
     }

@@ -48,7 +48,9 @@ void TCPSocket::Connect()
     if (m_socket->state() != QAbstractSocket::UnconnectedState)
         m_socket->abort();
     const quint16 port = (Port == 25 && g_port25) ? g_port25 : quint16(Port);
-    m_socket->connectToHost(Address, port);
+    // Unbuffered: a write goes straight to the kernel, and a read takes what the kernel holds, with
+    // no toggling of the socket's notifiers in between. Every reply of a conversation pays for those.
+    m_socket->connectToHost(Address, port, QIODevice::ReadWrite | QIODevice::Unbuffered);
 }
 
 void TCPSocket::Close()
@@ -61,8 +63,7 @@ bool TCPSocket::IsConnected() const
     return m_socket->state() == QAbstractSocket::ConnectedState;
 }
 
-// What the kernel takes goes out now rather than on the next pass of the event loop; the rest
-// stays queued in the socket.
+// What the kernel takes goes out now; the rest stays queued in the socket.
 void TCPSocket::Write(const QByteArray& data)
 {
     m_socket->write(data);
@@ -86,8 +87,17 @@ QString TCPSocket::ReadAll()
     return text;
 }
 
+// One read per notification: what is left makes the socket readable again at once. Unbuffered, a
+// closed or failed connection shows only here, as a failed read, and Qt reports it to nobody.
 void TCPSocket::received()
 {
-    m_buffer += m_socket->readAll();
+    char chunk[64 * 1024];
+    const qint64 n = m_socket->read(chunk, sizeof chunk);
+    if (n < 0) {
+        if (Error)
+            guarded([this] { Error(int(m_socket->error())); });
+        return;
+    }
+    m_buffer.append(chunk, n);
     guarded([this] { DataAvailable(); });
 }

@@ -9,6 +9,11 @@
 #include "exceptions.h"
 #include "keyboard.h"
 #include "listbox.h"
+#include "progresswheel.h"
+#include "smtpsocket1.h"
+#include "text.h"
+#include "wmailsenha.h"
+#include "wmensagem1.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -137,6 +142,7 @@ void Principal::CreateControls()
     connect(bt_inserecontato, &QPushButton::clicked, this, &Principal::bt_inserecontato_Action);
     connect(bt_insereprojeto, &QPushButton::clicked, this, &Principal::bt_insereprojeto_Action);
     CreateLabelControls();
+    CreateMailControls();
 }
 
 void Principal::OpenControls()
@@ -757,6 +763,98 @@ bool Principal::Projetos_CellTextPaint(Graphics& g, int row, int, int, int)
     return false;
 }
 
+// ---- Mail campaign
+
+void Principal::CreateMailControls()
+{
+    SMTPSocket1 = std::make_unique<::SMTPSocket1>();
+    SMTPSocket1->setObjectName(QStringLiteral("SMTPSocket1"));
+    SMTPSocket1->_SetWindow(this);
+    SMTPSocket1->ServerError = [this](qint32 code, const QString& reply, const std::shared_ptr<EmailMessage>& m) {
+        SMTPSocket1_ServerError(code, reply, m);
+    };
+    SMTPSocket1->Error = [this](int) { SMTPSocket1_Error(); };
+    SMTPSocket1->MailSent = [this] { SMTPSocket1_MailSent(); };
+}
+
+// One HTML message to every selected customer, as blind copies of a single message.
+void Principal::Mailing()
+{
+    App* app = App::Instance();
+    if (app->MailServidor.isEmpty() || app->Mailmail.isEmpty() || app->MailNome.isEmpty()
+        || app->MailMensagem.isEmpty()) {
+        MsgBox(QStringLiteral("Please use preference panel to complete your e-mail preferences."));
+        return;
+    }
+    if (!AbreJanela(QStringLiteral("Confirm send E-Mail to selected clients?"), true, QStringLiteral("Attention")))
+        return;
+    wMailSenha::Instance()->ShowModal();
+    if (app->MailSenha.isEmpty())
+        return;
+
+    SMTPSocket1->Address = app->MailServidor;
+    SMTPSocket1->Port = 25;
+    SMTPSocket1->Username = app->Mailmail;
+    SMTPSocket1->Password = app->MailSenha;
+
+    auto mail = std::make_shared<EmailMessage>();
+    mail->setFromAddress(app->Mailmail);
+    mail->setSubject(app->MailAssunto);
+
+    // Exact in case, in this order.
+    static const char16_t* const accents[][2] = {{u"á", u"&aacute;"}, {u"é", u"&eacute;"}, {u"í", u"&iacute;"},
+        {u"ó", u"&oacute;"}, {u"ú", u"&uacute;"}, {u"Á", u"&Aacute;"}, {u"É", u"&Eacute;"}, {u"Í", u"&Iacute;"},
+        {u"Ó", u"&Oacute;"}, {u"Ú", u"&Uacute;"}, {u"à", u"&agrave;"}, {u"ç", u"&ccedil;"}, {u"À", u"&Agrave;"},
+        {u"Ç", u"&Ccedil;"}, {u"ã", u"&atilde;"}, {u"Ã", u"&Atilde;"}, {u"õ", u"&otilde;"}, {u"Õ", u"&Otilde;"}};
+    QString text = app->MailMensagem;
+    for (const auto& [accented, entity] : accents)
+        text = ReplaceAll(text, QString::fromUtf16(accented), QString::fromUtf16(entity));
+
+    mail->Headers->AppendHeader(
+        QStringLiteral("Content-type"), QStringLiteral("text/html;charset=ISO-8859-1; delsp=yes; format=flowed"));
+    mail->Headers->AppendHeader(QStringLiteral("Mime-Version"), QStringLiteral("1.0"));
+    mail->Headers->AppendHeader(QStringLiteral("Content-transfer-encoding"), QStringLiteral("quoted-printable"));
+    // The quotes of the meta line stand where they always have.
+    const QString html = QStringLiteral("<html><head>")
+        + QStringLiteral("<meta http-equiv=\"Content-Type content=text/html\"; charset=\"ISO-8859-1\">")
+        + QStringLiteral("</head><body>") + text + QStringLiteral("</body></html>");
+
+    // Asked this late on purpose: the confirmation and the password come first.
+    const int last = Contatos->ListCount() - 1;
+    if (Contatos->SelCount() == 0) {
+        MsgBox(QStringLiteral("Please select one client"));
+        return;
+    }
+    for (int row = 0; row <= last; ++row) {
+        if (Contatos->Selected(row))
+            mail->AddBCCRecipient(Trim(Contatos->Cell(row, 6)));
+    }
+    mail->BodyPlainText = text;
+    mail->BodyHTML = html;
+
+    SMTPSocket1->Messages.append(mail);
+    SMTPSocket1->SendMail();
+
+    wMensagem1* progress = wMensagem1::Instance();
+    progress->ProgressWheel1->setVisible(true);
+    progress->Show();
+}
+
+void Principal::SMTPSocket1_ServerError(qint32, const QString& reply, const std::shared_ptr<EmailMessage>&)
+{
+    MsgBox(QStringLiteral("Mail Error - ") + reply);
+}
+
+// A connection that fails or drops is not reported: the progress window stays up.
+void Principal::SMTPSocket1_Error() { }
+
+void Principal::SMTPSocket1_MailSent()
+{
+    wMensagem1* progress = wMensagem1::Instance();
+    progress->hide();
+    progress->ProgressWheel1->setVisible(false);
+}
+
 // ---- Commands
 
 namespace {
@@ -813,5 +911,3 @@ void Principal::FazBackup()
     MsgBox(QStringLiteral("Backup Ok"));
 }
 
-// The mail campaign to the selected customers. Not part of this build yet: it does nothing.
-void Principal::Mailing() { }

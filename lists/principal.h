@@ -5,12 +5,15 @@
 #include <QColor>
 #include <QMainWindow>
 #include <functional>
+#include <memory>
 
 class Canvas;
 class ContextualMenu;
+class EmailMessage;
 class Graphics;
 class Listbox;
 class PagePanel;
+class SMTPSocket1;
 class QLabel;
 class QAction;
 class QPushButton;
@@ -102,12 +105,18 @@ public:
     QToolBar* Toolbar11 = nullptr;
     void Toolbar11_Action(QAction* item);
     void FazBackup();
+
+    // ---- Mail campaign
+    std::unique_ptr<::SMTPSocket1> SMTPSocket1;
     void Mailing();
     // What the toolbar and the menu do alike.
     void showProjectsPage();
     void mailFromCustomersPage();
     // The label editor is a window above this one: the commands hand over its opening at start-up.
     static void setLabelEditor(std::function<void()> showModal);
+    void SMTPSocket1_ServerError(qint32 code, const QString& reply, const std::shared_ptr<EmailMessage>& message);
+    void SMTPSocket1_Error();
+    void SMTPSocket1_MailSent();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -132,4 +141,7 @@ private:
     void setLabelSet(const QStringList& titles, const QStringList& colours);
     const QColor* labelColor(int row) const;
     bool m_labelsLoaded = false;
+
+    // ---- Mail campaign
+    void CreateMailControls();
 };

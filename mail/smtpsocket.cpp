@@ -139,7 +139,13 @@ QString SMTPSocket::_GetMessageData(EmailMessage& message)
 
 QString SMTPSocket::_ConvertAddress(const QString& address)
 {
+    // A line end or a NUL inside an address would start a command of its own on the server; as
+    // blanks they leave one malformed address, which the server refuses.
     QString a = Trim(address);
+    for (QChar& c : a) {
+        if (c == QLatin1Char('\r') || c == QLatin1Char('\n') || c.isNull())
+            c = QLatin1Char(' ');
+    }
     if (InStr(a, QStringLiteral("<")) > 0)
         a = NthField(NthField(a, QStringLiteral("<"), 2), QStringLiteral(">"), 1);
     return QLatin1Char('<') + a + QLatin1Char('>');

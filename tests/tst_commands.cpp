@@ -168,8 +168,8 @@ private slots:
         QTest::newRow("View > Labels") << QByteArray("kVisualizarkEtiquetas");
         QTest::newRow("Label button") << QByteArray("tb_label");
     }
-    // The mail commands bring the customers forward (the campaign is not built yet and touches nothing);
-    // the label commands return only once the modal editor is gone.
+    // The mail commands bring the customers forward (with no mail settings the campaign stops at its
+    // first test); the label commands return only once the modal editor is gone.
     void mailAndLabelCommands()
     {
         QFETCH(QByteArray, how);
@@ -187,6 +187,8 @@ private slots:
         QCOMPARE(w->pagePanel()->Value(), mail ? 0 : 1);
         QCOMPARE(modal, !mail);
         QVERIFY(!wLabels::Exists() || !wLabels::Instance()->isVisible());
+        QCOMPARE(DialogHooks::takeMessages(),
+            mail ? QStringList({"Please use preference panel to complete your e-mail preferences."}) : QStringList());
     }
 
     void exitClosesTheWindowAndRunsTheShutdown()

@@ -1,0 +1,3 @@
+#include "smtpsocket1.h"
+
+SMTPSocket1::SMTPSocket1() = default;

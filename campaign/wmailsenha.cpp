@@ -9,12 +9,20 @@
 #include <QPointer>
 #include <QPushButton>
 
+namespace {
+QPointer<wMailSenha> g_live;
+}
+
 wMailSenha* wMailSenha::Instance()
 {
-    static QPointer<wMailSenha> live;
-    if (!live)
-        live = new wMailSenha();
-    return live;
+    if (!g_live)
+        g_live = new wMailSenha();
+    return g_live;
+}
+
+void wMailSenha::Release()
+{
+    delete g_live.data();
 }
 
 wMailSenha::wMailSenha()

@@ -13,6 +13,8 @@ class wMailSenha : public QDialog
 
 public:
     static wMailSenha* Instance();
+    // Goes with the main window, which owns the campaign.
+    static void Release();
 
     QLabel* StaticText2;
     QLabel* StaticText1;

@@ -5,12 +5,20 @@
 #include <QLabel>
 #include <QPointer>
 
+namespace {
+QPointer<wMensagem1> g_live;
+}
+
 wMensagem1* wMensagem1::Instance()
 {
-    static QPointer<wMensagem1> live;
-    if (!live)
-        live = new wMensagem1();
-    return live;
+    if (!g_live)
+        g_live = new wMensagem1();
+    return g_live;
+}
+
+void wMensagem1::Release()
+{
+    delete g_live.data();
 }
 
 wMensagem1::wMensagem1()

@@ -12,6 +12,8 @@ class wMensagem1 : public QDialog
 
 public:
     static wMensagem1* Instance();
+    // Goes with the main window, which owns the campaign.
+    static void Release();
 
     ProgressWheel* ProgressWheel1;
     QLabel* EnvioMSG;

@@ -78,6 +78,8 @@ Principal::~Principal()
 {
     // The question stands on the screen, not over this window, so it is no child of it.
     confirma::Release();
+    wMailSenha::Release();
+    wMensagem1::Release();
     if (App::Instance() && App::Instance()->mainWindow() == this)
         App::Instance()->setMainWindow(nullptr);
 }
@@ -910,4 +912,3 @@ void Principal::FazBackup()
     db->CopyFileTo(*f); // not looked at: the message follows every copy
     MsgBox(QStringLiteral("Backup Ok"));
 }
-

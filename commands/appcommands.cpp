@@ -6,6 +6,7 @@
 #include "menuhandlers.h"
 #include "principal.h"
 #include "toolbar1.h"
+#include "waddressbook.h"
 #include "wlabels.h"
 #include "wpreferencias.h"
 #include "wsobre.h"
@@ -48,8 +49,10 @@ void AppHandlers::_kArquivokMail_Action()
     w->Mailing();
 }
 
-// The address book import is not part of this build yet; the item is there and does nothing.
-void AppHandlers::_FileAddressBook_Action(int) { }
+void AppHandlers::_FileAddressBook_Action(int)
+{
+    wAddressBook::Instance()->ShowModal();
+}
 
 void AppHandlers::_FileBackup_Action()
 {

@@ -105,7 +105,7 @@ int main(int argc, char** argv)
     if (!out.open(QIODevice::WriteOnly) || out.write(insertScript()) < 0)
         return 1;
     out.close();
-    const QString database = App::DatabaseItem().NativePath(), copy = home.path() + QStringLiteral("/copy.rbd");
+    const QString database = App::DatabaseItem()->NativePath(), copy = home.path() + QStringLiteral("/copy.rbd");
     double ours = 1e18, cli = 1e18;
     for (int run = 0; run < kRuns; ++run) { // in turns, so that load from elsewhere falls on both sides
         SQLDatabase* db = app.tvDB.get();

@@ -47,14 +47,13 @@ wAddressBook::wAddressBook(QWidget* parent)
 
 void wAddressBook::CreateControls()
 {
-    // A little taller than the design's 20 pixels, which would clip the captions here.
     btCancela = new QPushButton(QStringLiteral("Cancel"), this);
     btCancela->setObjectName(QStringLiteral("btCancela"));
-    btCancela->setGeometry(151, 260, 65, 24);
+    btCancela->setGeometry(151, 260, 65, 20);
     btCancela->setAutoDefault(false);
     btOk = new QPushButton(QStringLiteral("Ok"), this);
     btOk->setObjectName(QStringLiteral("btOk"));
-    btOk->setGeometry(228, 260, 52, 24);
+    btOk->setGeometry(228, 260, 52, 20);
     btOk->setDefault(true);
 
     lAddressBook = new Listbox(1, this);

@@ -7,6 +7,7 @@
 #include "menuhandlers.h"
 #include "principal.h"
 #include "toolbar1.h"
+#include "waddressbook.h"
 #include "wlabels.h"
 #include "wpreferencias.h"
 #include "wsobre.h"
@@ -46,8 +47,10 @@ void AppHandlers::_kArquivokMail_Action()
     Principal::Instance()->mailFromCustomersPage();
 }
 
-// The address book import is not part of this build yet; the item is there and does nothing.
-void AppHandlers::_FileAddressBook_Action(int) { }
+void AppHandlers::_FileAddressBook_Action(int)
+{
+    wAddressBook::Instance()->ShowModal();
+}
 
 void AppHandlers::_FileBackup_Action()
 {

@@ -1,0 +1,164 @@
+#include "waddressbook.h"
+
+#include "abcffunctions.h"
+#include "addressbook.h"
+#include "app.h"
+#include "dialogs.h"
+#include "listbox.h"
+#include "principal.h"
+#include "text.h"
+
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QScopedValueRollback>
+#include <memory>
+
+namespace {
+QPointer<wAddressBook> g_waddressbook;
+}
+
+wAddressBook* wAddressBook::Instance()
+{
+    if (!g_waddressbook) {
+        std::unique_ptr<wAddressBook> w(new wAddressBook(Principal::Exists() ? Principal::Instance() : nullptr));
+        w->Open();
+        g_waddressbook = w.release();
+    }
+    return g_waddressbook;
+}
+
+bool wAddressBook::Exists()
+{
+    return !g_waddressbook.isNull();
+}
+
+wAddressBook::wAddressBook(QWidget* parent)
+    : QDialog(parent)
+{
+    setObjectName(QStringLiteral("wAddressBook"));
+    setWindowTitle(QStringLiteral("Address Book"));
+    setModal(true);
+    setFixedSize(300, 300);
+    CreateControls();
+}
+
+void wAddressBook::CreateControls()
+{
+    btCancela = new QPushButton(QStringLiteral("Cancel"), this);
+    btCancela->setObjectName(QStringLiteral("btCancela"));
+    btCancela->setGeometry(151, 260, 65, 20);
+    btCancela->setAutoDefault(false);
+    btOk = new QPushButton(QStringLiteral("Ok"), this);
+    btOk->setObjectName(QStringLiteral("btOk"));
+    btOk->setGeometry(228, 260, 52, 20);
+    btOk->setDefault(true);
+
+    lAddressBook = new Listbox(1, this);
+    lAddressBook->setObjectName(QStringLiteral("lAddressBook"));
+    lAddressBook->setGeometry(33, 57, 247, 166);
+    lAddressBook->horizontalHeader()->hide();
+    lAddressBook->horizontalHeader()->setStretchLastSection(true);
+    lAddressBook->setSelectionMode(QAbstractItemView::SingleSelection);
+    lAddressBook->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    lAddressBook->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+
+    StaticText1 = new QLabel(QStringLiteral("Please select the group to import"), this);
+    StaticText1->setObjectName(QStringLiteral("StaticText1"));
+    StaticText1->setGeometry(33, 20, 247, 31);
+    StaticText1->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    StaticText1->setWordWrap(true);
+    importando = new QLabel(this);
+    importando->setObjectName(QStringLiteral("importando"));
+    importando->setGeometry(33, 230, 233, 20);
+    importando->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    // It is painted once per person: plain and opaque, so that nothing else is painted with it.
+    importando->setTextFormat(Qt::PlainText);
+    importando->setAutoFillBackground(true);
+
+    connect(btCancela, &QPushButton::clicked, this, &wAddressBook::btCancela_Action);
+    connect(btOk, &QPushButton::clicked, this, &wAddressBook::btOk_Action);
+}
+
+void wAddressBook::ShowModal()
+{
+    exec();
+}
+
+void wAddressBook::btCancela_Action()
+{
+    hide();
+}
+
+void wAddressBook::reject()
+{
+    if (!m_importing)
+        btCancela_Action();
+}
+
+void wAddressBook::closeEvent(QCloseEvent* event)
+{
+    if (m_importing) {
+        event->ignore();
+        return;
+    }
+    event->accept();
+    hide();
+    if (g_waddressbook == this)
+        g_waddressbook = nullptr;
+    deleteLater();
+}
+
+void wAddressBook::btOk_Action()
+{
+    if (m_importing || lAddressBook->ListIndex() == -1)
+        return;
+    const QScopedValueRollback<bool> busy(m_importing, true);
+    const auto book = System::AddressBook();
+    // The groups are read as ever, but a group row does not narrow the import: every person of the
+    // book comes in, whichever row is chosen.
+    [[maybe_unused]] const auto groups = book->Groups();
+    const auto people = book->Contacts();
+    const qint64 last = people.size() - 1;
+    for (qint64 i = 0; i <= last; ++i) {
+        AddressBookContact& person = *people[i];
+        const QString firstAndBlank = person.FirstName().Operator_Add(QStringLiteral(" "));
+        tContato = person.LastName().Operator_AddRight(firstAndBlank);
+        tEmail = person.EmailAddresses().Count() > 0 ? person.EmailAddresses().Operator_Convert() : QString();
+        InsereContatoViaAddressBook();
+        importando->setText(Str(i) + QStringLiteral(" / ") + Str(last));
+        importando->repaint();
+        _ABCFFunctions::BackgroundTask();
+    }
+    importando->setText(QString());
+    hide();
+    Principal::Instance()->CarregaContatos();
+}
+
+void wAddressBook::Open()
+{
+    const auto book = System::AddressBook();
+    const auto groups = book->Groups();
+    lAddressBook->AddRow(QStringLiteral("All"));
+    for (qsizetype i = 0; i <= groups.size() - 1; ++i) {
+        lAddressBook->AddRow(groups[i]->Name().Operator_Convert());
+        _ABCFFunctions::BackgroundTask();
+    }
+}
+
+// Every person is a commit of its own, so those stored before a failure stay stored.
+void wAddressBook::InsereContatoViaAddressBook()
+{
+    DatabaseRecord r;
+    r.Column(QStringLiteral("Nome"), tContato);
+    r.Column(QStringLiteral("Email"), tEmail);
+    SQLDatabase* db = App::Instance()->tvDB.get();
+    db->InsertRecord(QStringLiteral("Contatos"), r);
+    if (db->Error()) {
+        MsgBox(QStringLiteral("DB Error"));
+        return;
+    }
+    db->Commit();
+}

@@ -42,9 +42,18 @@ QString TCPSocket::LocalAddress() const
     return m_socket->localAddress().toString();
 }
 
+void TCPSocket::setStandIn(std::function<void(const QByteArray&)> sink)
+{
+    m_standIn = std::move(sink);
+}
+
 void TCPSocket::Connect()
 {
     m_buffer.clear();
+    if (m_standIn) {
+        guarded([this] { Connected(); });
+        return;
+    }
     if (m_socket->state() != QAbstractSocket::UnconnectedState)
         m_socket->abort();
     const quint16 port = (Port == 25 && g_port25) ? g_port25 : quint16(Port);
@@ -65,6 +74,10 @@ bool TCPSocket::IsConnected() const
 // stays queued in the socket.
 void TCPSocket::Write(const QByteArray& data)
 {
+    if (m_standIn) {
+        m_standIn(data);
+        return;
+    }
     m_socket->write(data);
     m_socket->flush();
 }
@@ -88,6 +101,11 @@ QString TCPSocket::ReadAll()
 
 void TCPSocket::received()
 {
-    m_buffer += m_socket->readAll();
+    receive(m_socket->readAll());
+}
+
+void TCPSocket::receive(const QByteArray& bytes)
+{
+    m_buffer += bytes;
     guarded([this] { DataAvailable(); });
 }

@@ -7,3 +7,4 @@ cmake --build build-bench --parallel "$(nproc)" >/dev/null
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_lists
 ./build-bench/bench/bench_smtp tests/smtp_server.py
 ./build-bench/bench/bench_addressbook
+./build-bench/bench/bench_mailtext

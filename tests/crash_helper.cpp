@@ -1,13 +1,7 @@
-// The program, started for real on the home the caller gives it (HOME and XDG_CONFIG_HOME), doing
-// what tst_durability asks and saying on stdout what it has done, one line at a time, so that the
-// caller can kill it at any moment and know what must have reached the disk. Modes:
-//   work SEED      the lists loaded at start ("C= record", "T= record"), then endless changes to
-//                  customers and tasks, each announced ("> C+ name") and reported once its handler
-//                  has returned ("C+ record", "C~ old record", "C- name"; T for tasks)
-//   fsize          a customer too big for a file-size limit, then one more with the limit lifted
-//   readonly       a customer while the data folder is read-only, then one more after
-//   backup PATH    the backup to PATH under a file-size limit smaller than the database
-//   prefs pause|go quit with a changed subject; "pause" stops halfway through writing the file
+// The program on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on stdout what it has
+// done, a line at a time, so that tst_durability can kill it at any moment and know what must be on disk.
+// Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced
+// with ">" and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go".
 #include "canvas.h"
 #include "programfixture.h"
 
@@ -51,47 +45,27 @@ int rowOf(Listbox* list, const QString& name)
 void type(Listbox* list, const QString& text, Qt::Key end)
 {
     QLineEdit* e = Ui::editor(list);
-    if (!e) {
-        say(QStringLiteral("no editor"));
+    if (!e)
         _exit(4);
-    }
     e->selectAll();
     e->insert(text);
     QTest::keyClick(e, end);
 }
 
+Listbox* listOf(bool customer)
+{
+    w->pagePanel()->setValue(customer ? 0 : 1);
+    return customer ? w->Contatos : w->Projetos;
+}
+
 void add(bool customer, const QString& name)
 {
-    Listbox* list = customer ? w->Contatos : w->Projetos;
-    w->pagePanel()->setValue(customer ? 0 : 1);
-    if (customer)
-        w->bt_inserecontato_Action();
-    else
-        w->bt_insereprojeto_Action();
+    Listbox* list = listOf(customer);
+    customer ? w->bt_inserecontato_Action() : w->bt_insereprojeto_Action();
     const QStringList values = {name, QStringLiteral("S-") + name, QStringLiteral("2.") + name.right(1),
         QStringLiteral("2026-11-23"), QStringLiteral("Ledger"), name + QStringLiteral("@example.test")};
     for (int i = 0; i < 6; ++i)
         type(list, values[i], i < 5 ? Qt::Key_Tab : Qt::Key_Return);
-}
-
-void change(bool customer, int row, const QString& name)
-{
-    Listbox* list = customer ? w->Contatos : w->Projetos;
-    w->pagePanel()->setValue(customer ? 0 : 1);
-    w->RowClicked = row;
-    list->setListIndex(row);
-    list->EditCell(row, 1);
-    type(list, name, Qt::Key_Return);
-}
-
-void remove(bool customer, int row)
-{
-    Listbox* list = customer ? w->Contatos : w->Projetos;
-    list->setListIndex(row);
-    if (customer)
-        w->ApagaContato();
-    else
-        w->ApagaProjeto();
 }
 
 void work(quint32 seed)
@@ -99,36 +73,37 @@ void work(quint32 seed)
     const QString integrity
         = App::Instance()->tvDB->SQLSelect(QStringLiteral("PRAGMA integrity_check"))->IdxField(1).StringValue();
     say(QStringLiteral("integrity ") + integrity);
-    for (int r = 0; r < w->Contatos->ListCount(); ++r)
-        say(QStringLiteral("C= ") + record(w->Contatos, r));
-    for (int r = 0; r < w->Projetos->ListCount(); ++r)
-        say(QStringLiteral("T= ") + record(w->Projetos, r));
+    for (Listbox* list : {w->Contatos, w->Projetos}) {
+        for (int r = 0; r < list->ListCount(); ++r)
+            say((list == w->Contatos ? QStringLiteral("C= ") : QStringLiteral("T= ")) + record(list, r));
+    }
     say(QStringLiteral("ready"));
     QRandomGenerator rng(seed);
     for (int k = 0;; ++k) {
         const bool customer = rng.bounded(2) == 0;
-        Listbox* list = customer ? w->Contatos : w->Projetos;
+        Listbox* list = listOf(customer);
         const QString kind = customer ? QStringLiteral("C") : QStringLiteral("T");
         const QString name = kind.toLower() + QString::number(seed) + QLatin1Char('-') + QString::number(k);
-        const int rows = list->ListCount();
-        // 0 adds, 1 changes, 2 deletes; a long list only shrinks or changes.
+        const int rows = list->ListCount(), row = rows ? int(rng.bounded(rows)) : -1;
+        const QString old = rows ? list->Cell(row, 1) : QString();
+        // Add, change or delete; a long list only changes or shrinks.
         const int choice = rows == 0 ? 0 : rows > 12 ? 1 + int(rng.bounded(2)) : int(rng.bounded(3));
         if (choice == 0) {
             say(QStringLiteral("> %1+ %2").arg(kind, name));
             add(customer, name);
             say(QStringLiteral("%1+ %2").arg(kind, record(list, rowOf(list, name))));
+        } else if (choice == 1) {
+            say(QStringLiteral("> %1~ %2 %3").arg(kind, old, name));
+            w->RowClicked = row;
+            list->setListIndex(row);
+            list->EditCell(row, 1);
+            type(list, name, Qt::Key_Return);
+            say(QStringLiteral("%1~ %2 %3").arg(kind, old, record(list, rowOf(list, name))));
         } else {
-            const int row = int(rng.bounded(rows));
-            const QString old = list->Cell(row, 1);
-            if (choice == 1) {
-                say(QStringLiteral("> %1~ %2 %3").arg(kind, old, name));
-                change(customer, row, name);
-                say(QStringLiteral("%1~ %2 %3").arg(kind, old, record(list, rowOf(list, name))));
-            } else {
-                say(QStringLiteral("> %1- %2").arg(kind, old));
-                remove(customer, row);
-                say(QStringLiteral("%1- %2").arg(kind, old));
-            }
+            say(QStringLiteral("> %1- %2").arg(kind, old));
+            list->setListIndex(row);
+            customer ? w->ApagaContato() : w->ApagaProjeto();
+            say(QStringLiteral("%1- %2").arg(kind, old));
         }
     }
 }

@@ -171,7 +171,7 @@ int main(int argc, char** argv)
         addAndReport(QStringLiteral("after"));
     } else if (mode == QLatin1String("backup")) {
         limitFileSize(rlim_t(QFileInfo(App::DatabaseItem().NativePath()).size() / 2));
-        DialogHooks::pushAnswer(QStringLiteral("GetSaveFolderItem"), arg);
+        DialogHooks::pushAnswer(Dialog::SaveFolderItem, arg);
         w->FazBackup();
         limitFileSize(RLIM_INFINITY);
         messages();

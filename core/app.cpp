@@ -11,6 +11,7 @@
 
 namespace {
 App* g_app = nullptr;
+std::function<void()> g_prefsWriteHook;
 
 const char* const kCreateTables[] = {
     "CREATE TABLE Projetos (  id INTEGER PRIMARY KEY, titulo VarChar, datainicio date, datafim date, responsavel "
@@ -130,37 +131,7 @@ void App::LePrefs()
         auto in = f.OpenAsTextFile();
         if (!in)
             throw NilObjectException();
-        PintaFundo = Right(in->ReadLine(), 1) == QLatin1String("1");
-        MailAssunto = in->ReadLine();
-        Mailmail = in->ReadLine();
-        MailMensagem = in->ReadLine();
-        MailNome = in->ReadLine();
-        MailServidor = in->ReadLine();
-        janela_height = ValInt32(in->ReadLine());
-        janela_left = ValInt32(in->ReadLine());
-        janela_top = ValInt32(in->ReadLine());
-        janela_width = ValInt32(in->ReadLine());
-        in->ReadLine();
-        for (int c = 1; c <= 8; ++c)
-            *projetoColunaSize(c) = in->ReadLine();
-        in->ReadLine();
-        for (int c = 1; c <= 6; ++c)
-            *clientesColunaSize(c) = in->ReadLine();
-        in->ReadLine();
-        ColProjeto1 = in->ReadLine();
-        ColProjeto2 = in->ReadLine();
-        ColProjeto3 = in->ReadLine();
-        ColProjeto4 = in->ReadLine();
-        ColProjeto5 = in->ReadLine();
-        ColProjeto6 = in->ReadLine();
-        in->ReadLine();
-        in->ReadLine();
-        ColCliente1 = in->ReadLine();
-        ColCliente2 = in->ReadLine();
-        ColCliente3 = in->ReadLine();
-        ColCliente4 = in->ReadLine();
-        ColCliente5 = in->ReadLine();
-        ColCliente6 = in->ReadLine();
+        LePrefs(*in);
         in->Close();
     } else {
         PintaFundo = false;
@@ -200,6 +171,46 @@ void App::LePrefs()
     }
 }
 
+void App::LePrefs(TextInputStream& in)
+{
+    PintaFundo = Right(in.ReadLine(), 1) == QLatin1String("1");
+    MailAssunto = in.ReadLine();
+    Mailmail = in.ReadLine();
+    MailMensagem = in.ReadLine();
+    MailNome = in.ReadLine();
+    MailServidor = in.ReadLine();
+    janela_height = ValInt32(in.ReadLine());
+    janela_left = ValInt32(in.ReadLine());
+    janela_top = ValInt32(in.ReadLine());
+    janela_width = ValInt32(in.ReadLine());
+    in.ReadLine();
+    for (int c = 1; c <= 8; ++c)
+        *projetoColunaSize(c) = in.ReadLine();
+    in.ReadLine();
+    for (int c = 1; c <= 6; ++c)
+        *clientesColunaSize(c) = in.ReadLine();
+    in.ReadLine();
+    ColProjeto1 = in.ReadLine();
+    ColProjeto2 = in.ReadLine();
+    ColProjeto3 = in.ReadLine();
+    ColProjeto4 = in.ReadLine();
+    ColProjeto5 = in.ReadLine();
+    ColProjeto6 = in.ReadLine();
+    in.ReadLine();
+    in.ReadLine();
+    ColCliente1 = in.ReadLine();
+    ColCliente2 = in.ReadLine();
+    ColCliente3 = in.ReadLine();
+    ColCliente4 = in.ReadLine();
+    ColCliente5 = in.ReadLine();
+    ColCliente6 = in.ReadLine();
+}
+
+void App::setPrefsWriteHook(std::function<void()> hook)
+{
+    g_prefsWriteHook = std::move(hook);
+}
+
 void App::GravaPrefs()
 {
     auto out = PrefsItem()->CreateTextFile();
@@ -223,6 +234,8 @@ void App::GravaPrefs()
     for (int c = 1; c <= 6; ++c)
         out->WriteLine(w ? Str(w->ContatosWidthActual(c)) : QString());
     out->WriteLine(QString());
+    if (g_prefsWriteHook)
+        g_prefsWriteHook();
     out->WriteLine(ColProjeto1);
     out->WriteLine(ColProjeto2);
     out->WriteLine(ColProjeto3);

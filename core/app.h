@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <memory>
 
 // What the preferences need of the main window: its place and its columns' widths.
@@ -58,6 +59,10 @@ public:
     void EncheLabels();
     void GravaPrefs();
     void LePrefs();
+    // The 41 lines of the preferences file, read in order from an open stream.
+    void LePrefs(TextInputStream& in);
+    // For tests: runs halfway through GravaPrefs, before the new file has replaced the old one.
+    static void setPrefsWriteHook(std::function<void()> hook);
 
     // The main window registers itself here; the preferences read and place it through this.
     void setMainWindow(MainWindowPort* window) { m_mainWindow = window; }

@@ -3,6 +3,8 @@
 #include "exceptions.h"
 #include "text.h"
 
+#include <vector>
+
 QString Dictionary::fold(const QString& key)
 {
     return asciiLower(key);
@@ -31,21 +33,42 @@ void Dictionary::Remove(const QString& key)
     const auto it = m_index.find(fold(key));
     if (it == m_index.end())
         return;
-    const qsizetype at = *it;
+    Entry& e = m_entries[*it];
     m_index.erase(it);
-    m_entries.removeAt(at);
-    for (qsizetype i = at; i < m_entries.size(); ++i)
-        m_index[fold(m_entries.at(i).key)] = i;
+    e = Entry{QString(), QString(), true};
+    ++m_removed;
+    // Sweeping once half the entries are marks keeps the memory bounded at a constant cost per removal.
+    if (m_removed > m_entries.size() / 2)
+        compact();
+}
+
+void Dictionary::compact() const
+{
+    if (m_removed == 0)
+        return;
+    std::vector<qsizetype> moved(size_t(m_entries.size()));
+    qsizetype next = 0;
+    for (qsizetype i = 0; i < m_entries.size(); ++i) {
+        moved[size_t(i)] = next;
+        if (!m_entries.at(i).removed)
+            ++next;
+    }
+    for (auto it = m_index.begin(); it != m_index.end(); ++it)
+        *it = moved[size_t(*it)];
+    m_entries.removeIf([](const Entry& e) { return e.removed; });
+    m_removed = 0;
 }
 
 void Dictionary::Clear()
 {
     m_entries.clear();
     m_index.clear();
+    m_removed = 0;
 }
 
 const QString& Dictionary::Key(qsizetype index) const
 {
+    compact();
     if (index < 0 || index >= m_entries.size())
         throw OutOfBoundsException();
     return m_entries.at(index).key;
@@ -53,6 +76,7 @@ const QString& Dictionary::Key(qsizetype index) const
 
 const QString& Dictionary::ValueAt(qsizetype index) const
 {
+    compact();
     if (index < 0 || index >= m_entries.size())
         throw OutOfBoundsException();
     return m_entries.at(index).value;

@@ -9,7 +9,7 @@
 class Dictionary
 {
 public:
-    qsizetype Count() const { return m_entries.size(); }
+    qsizetype Count() const { return m_entries.size() - m_removed; }
     bool HasKey(const QString& key) const { return m_index.contains(fold(key)); }
     // The value, or the empty text when the key is absent.
     QString Value(const QString& key) const;
@@ -22,11 +22,17 @@ public:
 
 private:
     static QString fold(const QString& key);
+    // Drops the removed entries and renumbers the index, all in one pass.
+    void compact() const;
     struct Entry
     {
         QString key;
         QString value;
+        bool removed = false;
     };
-    QList<Entry> m_entries;
-    QHash<QString, qsizetype> m_index;
+    // A removal only marks its entry, so that removing many keys costs no more than reading them
+    // once; the marks are swept before an entry is next reached by its position.
+    mutable QList<Entry> m_entries;
+    mutable QHash<QString, qsizetype> m_index;
+    mutable qsizetype m_removed = 0;
 };

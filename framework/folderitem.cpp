@@ -54,8 +54,8 @@ std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const
 
 std::unique_ptr<TextOutputStream> FolderItem::CreateTextFile() const
 {
-    auto file = std::make_unique<QFile>(m_path);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate))
+    auto file = std::make_unique<QSaveFile>(m_path);
+    if (!file->open(QIODevice::WriteOnly))
         return nullptr;
     return std::make_unique<TextOutputStream>(std::move(file));
 }
@@ -84,8 +84,8 @@ FolderItem GetFolderItem(const QString& path)
     return FolderItem(path);
 }
 
-TextInputStream::TextInputStream(std::unique_ptr<QFile> file)
-    : m_file(std::move(file))
+TextInputStream::TextInputStream(std::unique_ptr<QIODevice> device)
+    : m_file(std::move(device))
 {
 }
 
@@ -112,10 +112,13 @@ void TextInputStream::Close()
         m_file->close();
 }
 
-TextOutputStream::TextOutputStream(std::unique_ptr<QFile> file)
+TextOutputStream::TextOutputStream(std::unique_ptr<QSaveFile> file)
     : m_file(std::move(file))
 {
 }
+
+// A stream never closed leaves the older file in place.
+TextOutputStream::~TextOutputStream() = default;
 
 void TextOutputStream::Write(const QString& text)
 {
@@ -130,8 +133,8 @@ void TextOutputStream::WriteLine(const QString& text)
 
 void TextOutputStream::Close()
 {
-    if (m_file)
-        m_file->close();
+    if (m_file && m_file->isOpen())
+        m_file->commit();
 }
 
 bool FolderItem::CopyFileTo(const FolderItem& destination) const

@@ -6,6 +6,8 @@
 #include <QString>
 #include <memory>
 
+class QSaveFile;
+
 class TextInputStream;
 class TextOutputStream;
 
@@ -35,7 +37,8 @@ public:
     void Launch(bool activate = true) const;
 
     std::unique_ptr<TextInputStream> OpenAsTextFile() const;
-    // Replaces any older file; null when the file cannot be created.
+    // Null when the file cannot be created. The new text replaces any older file when the stream is
+    // closed, whole: until then, and if the program dies first, the older file stays as it was.
     std::unique_ptr<TextOutputStream> CreateTextFile() const;
 
 private:
@@ -53,24 +56,26 @@ FolderItem GetFolderItem(const QString& path);
 class TextInputStream
 {
 public:
-    explicit TextInputStream(std::unique_ptr<QFile> file);
+    explicit TextInputStream(std::unique_ptr<QIODevice> device);
     // The next line without its end; the empty string past the end of the file.
     QString ReadLine();
     bool Eof() const;
     void Close();
 
 private:
-    std::unique_ptr<QFile> m_file;
+    std::unique_ptr<QIODevice> m_file;
 };
 
 class TextOutputStream
 {
 public:
-    explicit TextOutputStream(std::unique_ptr<QFile> file);
+    explicit TextOutputStream(std::unique_ptr<QSaveFile> file);
+    ~TextOutputStream();
     void WriteLine(const QString& text);
     void Write(const QString& text);
+    // Puts the text in the file's place.
     void Close();
 
 private:
-    std::unique_ptr<QFile> m_file;
+    std::unique_ptr<QSaveFile> m_file;
 };

@@ -239,6 +239,13 @@ void SQLDatabase::InsertRecord(const QString& table, const DatabaseRecord& recor
         m_error = sqlite3_step(stmt) != SQLITE_DONE;
     }
     sqlite3_finalize(stmt);
+    // The row goes into the file now, so that a file that cannot grow (a full disk, a size limit)
+    // refuses it here, where the caller looks at Error, rather than at the Commit, where nobody does.
+    // The engine then needs the transaction undone before the connection can be used again.
+    if (!m_error && sqlite3_db_cacheflush(m_db) != SQLITE_OK) {
+        m_error = true;
+        execRaw("ROLLBACK");
+    }
 }
 
 void SQLDatabase::Commit()

@@ -112,6 +112,7 @@ public:
     bool Connect();
     void SQLExecute(const QString& sql);
     std::unique_ptr<RecordSet> SQLSelect(const QString& sql);
+    // A row that cannot be written to the file sets Error and undoes everything since the last Commit.
     void InsertRecord(const QString& table, const DatabaseRecord& record);
     void Commit();
     void Close();

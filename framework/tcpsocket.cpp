@@ -42,9 +42,18 @@ QString TCPSocket::LocalAddress() const
     return m_socket->localAddress().toString();
 }
 
+void TCPSocket::setStandIn(std::function<void(const QByteArray&)> sink)
+{
+    m_standIn = std::move(sink);
+}
+
 void TCPSocket::Connect()
 {
     m_buffer.clear();
+    if (m_standIn) {
+        guarded([this] { Connected(); });
+        return;
+    }
     if (m_socket->state() != QAbstractSocket::UnconnectedState)
         m_socket->abort();
     const quint16 port = (Port == 25 && g_port25) ? g_port25 : quint16(Port);
@@ -66,6 +75,10 @@ bool TCPSocket::IsConnected() const
 // What the kernel takes goes out now; the rest stays queued in the socket.
 void TCPSocket::Write(const QByteArray& data)
 {
+    if (m_standIn) {
+        m_standIn(data);
+        return;
+    }
     m_socket->write(data);
     m_socket->flush();
 }
@@ -98,6 +111,11 @@ void TCPSocket::received()
             guarded([this] { Error(int(m_socket->error())); });
         return;
     }
-    m_buffer.append(chunk, n);
+    receive(QByteArray(chunk, int(n)));
+}
+
+void TCPSocket::receive(const QByteArray& bytes)
+{
+    m_buffer += bytes;
     guarded([this] { DataAvailable(); });
 }

@@ -37,6 +37,10 @@ public:
     // For tests only: a connection to port 25 goes to this port instead (0: no redirection).
     // There is deliberately no setting or variable that reaches it.
     static void redirectPort25(quint16 port);
+    // For fuzzing: the caller plays the server. Connect reports the connection at once, what is
+    // written goes to the sink, and receive hands in bytes as if they had arrived.
+    void setStandIn(std::function<void(const QByteArray& written)> sink);
+    void receive(const QByteArray& bytes);
 
 protected:
     virtual void Connected() { }
@@ -46,4 +50,5 @@ private:
     void received();
     QTcpSocket* m_socket;
     QByteArray m_buffer;
+    std::function<void(const QByteArray&)> m_standIn;
 };

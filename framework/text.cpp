@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace {
 bool isHexDigit(QChar c)
@@ -11,16 +12,41 @@ bool isHexDigit(QChar c)
     return (u >= '0' && u <= '9') || (u >= 'a' && u <= 'f') || (u >= 'A' && u <= 'F');
 }
 
-// The framework's text comparisons ignore the case of ASCII letters only.
+bool same(QChar a, QChar b)
+{
+    return asciiLower(a) == asciiLower(b);
+}
+
+// The framework's text comparisons ignore the case of ASCII letters only. A long separator comes
+// from the text itself (a boundary), so it is searched in one pass whatever it repeats (Knuth,
+// Morris and Pratt); a short one is compared at each place, which costs no more.
 qsizetype find(QStringView source, QStringView what, qsizetype from)
 {
     const qsizetype n = source.size(), m = what.size();
-    for (qsizetype i = from; i + m <= n; ++i) {
-        qsizetype j = 0;
-        while (j < m && asciiLower(source[i + j]) == asciiLower(what[j]))
-            ++j;
-        if (j == m)
-            return i;
+    if (m <= 16) {
+        for (qsizetype i = from; i + m <= n; ++i) {
+            qsizetype j = 0;
+            while (j < m && same(source[i + j], what[j]))
+                ++j;
+            if (j == m)
+                return i;
+        }
+        return -1;
+    }
+    // border[j]: the length of the longest proper prefix of what[0..j] that also ends it.
+    std::vector<qsizetype> border(size_t(m), 0);
+    for (qsizetype j = 1, k = 0; j < m; ++j) {
+        while (k > 0 && !same(what[j], what[k]))
+            k = border[size_t(k - 1)];
+        if (same(what[j], what[k]))
+            ++k;
+        border[size_t(j)] = k;
+    }
+    for (qsizetype i = from, k = 0; i < n; ++i) {
+        while (k > 0 && !same(source[i], what[k]))
+            k = border[size_t(k - 1)];
+        if (same(source[i], what[k]) && ++k == m)
+            return i - m + 1;
     }
     return -1;
 }

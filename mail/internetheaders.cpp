@@ -11,6 +11,26 @@ QString InternetHeaders::key(const QString& name, qint32 number)
     return number < 1 ? name : name + QLatin1Char(':') + Str(number);
 }
 
+QString InternetHeaders::changeKey(const QString& name, qint32 number)
+{
+    return number == 0 ? name : name + QLatin1Char(':') + Str(number);
+}
+
+void InternetHeaders::removeKey(const QString& key)
+{
+    _Headers.Remove(key);
+    const qsizetype colon = key.indexOf(QLatin1Char(':'));
+    if (colon < 0)
+        return;
+    bool ok = false;
+    const qint32 n = QStringView(key).mid(colon + 1).toInt(&ok);
+    if (!ok || n < 1)
+        return;
+    const auto it = m_runEnd.find(asciiLower(key.left(colon)));
+    if (it != m_runEnd.end() && n < *it)
+        *it = n;
+}
+
 qint32 InternetHeaders::Count() const
 {
     return qint32(_Headers.Count());
@@ -25,9 +45,17 @@ qint32 InternetHeaders::NameCount(const QString& name) const
 {
     if (!_Headers.HasKey(name))
         return 0;
-    qint32 n = 1;
+    if (name.contains(QLatin1Char(':'))) {
+        qint32 n = 1;
+        while (_Headers.HasKey(key(name, n)))
+            ++n;
+        return n;
+    }
+    const QString folded = asciiLower(name);
+    qint32 n = m_runEnd.value(folded, 1);
     while (_Headers.HasKey(key(name, n)))
         ++n;
+    m_runEnd.insert(folded, n);
     return n;
 }
 
@@ -60,6 +88,7 @@ void InternetHeaders::_ParseHeaders(const QString& text)
     _rawHeaders = text;
     const QString eol = _DetermineEOLCharacter(text);
     _Headers.Clear();
+    m_runEnd.clear();
     for (const QString& line : Split(unfold(text, eol), eol)) {
         const qsizetype colon = line.indexOf(QLatin1Char(':'));
         if (colon < 0)
@@ -70,12 +99,19 @@ void InternetHeaders::_ParseHeaders(const QString& text)
 
 void InternetHeaders::AppendHeader(const QString& name, const QString& value)
 {
-    QString k = name;
-    for (qint32 n = 0; _Headers.HasKey(k);) {
-        ++n;
-        k = NthField(k, QStringLiteral(":"), 1) + QLatin1Char(':') + Str(n);
+    if (!_Headers.HasKey(name)) {
+        _Headers.setValue(name, value);
+        return;
     }
+    // The first free number after the name's part before its first colon.
+    const QString base = NthField(name, QStringLiteral(":"), 1);
+    const QString folded = asciiLower(base);
+    qint32 n = m_runEnd.value(folded, 1);
+    QString k;
+    while (_Headers.HasKey(k = base + QLatin1Char(':') + Str(n)))
+        ++n;
     _Headers.setValue(k, value);
+    m_runEnd.insert(folded, n + 1);
 }
 
 void InternetHeaders::SetHeader(const QString& name, const QString& value)
@@ -87,7 +123,7 @@ void InternetHeaders::SetHeader(const QString& name, const QString& value)
 
 void InternetHeaders::SetHeader(const QString& name, const QString& value, qint32 number)
 {
-    const QString k = key(name, number);
+    const QString k = changeKey(name, number);
     if (_Headers.HasKey(k))
         _Headers.setValue(k, value);
     else
@@ -100,23 +136,22 @@ void InternetHeaders::Delete(const QString& name)
     if (count <= 0)
         return;
     for (qint32 n = 0; n < count; ++n)
-        _Headers.Remove(key(name, n));
+        removeKey(key(name, n));
 }
 
 void InternetHeaders::Delete(const QString& name, qint32 number)
 {
-    const QString k = key(name, number);
+    const QString k = changeKey(name, number);
     if (!_Headers.HasKey(k))
         return;
-    _Headers.Remove(k);
-    // Close the gap: every later number moves down by one. The numbers always carry their colon
-    // here, so a number below 0 finds nothing to move.
+    removeKey(k);
+    // Close the gap: every later number moves down by one.
     for (qint64 n = qint64(number) + 1;; ++n) {
         const QString next = name + QLatin1Char(':') + Str(n);
         if (!_Headers.HasKey(next))
             return;
         _Headers.setValue(n - 1 == 0 ? name : name + QLatin1Char(':') + Str(n - 1), _Headers.Value(next));
-        _Headers.Remove(next);
+        removeKey(next);
     }
 }
 
@@ -154,6 +189,7 @@ QString InternetHeaders::_DetermineEOLCharacter(const QString& text)
 void InternetHeaders::DeleteAllHeaders()
 {
     _Headers.Clear();
+    m_runEnd.clear();
 }
 
 QString InternetHeaders::_FormatHTTPHeaders() const

@@ -2,6 +2,7 @@
 
 #include "dictionary.h"
 
+#include <QHash>
 #include <QString>
 
 // Named text values of an internet message, with repeated names stored as "Name", "Name:1",
@@ -34,10 +35,16 @@ public:
     QString _FormatEmailHeaders() const;
 
 private:
+    // Lookups take the plain name for any number below 1; changes only for 0.
     static QString key(const QString& name, qint32 number);
+    static QString changeKey(const QString& name, qint32 number);
+    void removeKey(const QString& key);
 
     Dictionary _Headers;
     QString _rawHeaders;
+    // For each name (folded), a number below which every numbered key is known to be present, so
+    // that a long run of one name is not walked from 1 again for each copy.
+    mutable QHash<QString, qint32> m_runEnd;
 };
 
 // The header store of a mail message.

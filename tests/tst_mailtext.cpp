@@ -74,9 +74,13 @@ private slots:
         QTest::newRow("repeats") << three << QStringList{"n:X=3", "csv:X=1, 2, 3", "v:X:2=3", "v:X:-1=1"};
         QTest::newRow("delete closes the gap")
             << three + QStringList{"D# X 1"} << QStringList{"n:X=2", "v:X:0=1", "v:X:1=3", "v:X:2=", "count=2"};
+        QTest::newRow("a freed number is taken again")
+            << three + QStringList{"D# X:1 0", "A x 9"} << QStringList{"csv:X=1, 9, 3", "n:X=3"};
         QTest::newRow("delete the first") << three + QStringList{"D# X 0"} << QStringList{"csv:X=2, 3", "n:X=2"};
-        QTest::newRow("delete below 0 moves nothing")
-            << three + QStringList{"D# X -1"} << QStringList{"n:X=0", "v:X:1=2", "count=2"};
+        QTest::newRow("delete below 0 finds no key")
+            << three + QStringList{"D# X -1"} << QStringList{"n:X=3", "count=3"};
+        QTest::newRow("numbered set below 0 adds a key")
+            << three + QStringList{"S# X 9 -1"} << QStringList{"n:X=3", "v:X:-1=1", "dump=X=1,X=2,X=3,X=9"};
         QTest::newRow("set over repeats") << three + QStringList{"S X 9"} << QStringList{"dump=X=9", "n:X=1"};
         QTest::newRow("set in place") << QStringList{"A X 1", "A Y 2", "S x 9"} << QStringList{"dump=X=9,Y=2", "n:X=1"};
         QTest::newRow("numbered set without plain")

@@ -18,6 +18,10 @@ private slots:
         QTest::newRow("NthField") << NthField("a,b,,d", ",", 4) << "d";
         QTest::newRow("NthField past end") << NthField("a,b", ",", 3) << "";
         QTest::newRow("NthField case") << NthField("xBoundary=q", "boundary=", 2) << "q";
+        QTest::newRow("InStr long repeating separator")
+            << Str(InStr(QString(30, '-') + "x" + QString(20, '-') + "\r\n", QString(20, '-') + "\r\n")) << "32";
+        QTest::newRow("NthField long separator ignores case")
+            << NthField("aaBOUNDARYxxxxxxxxxxxxxxYbb", "boundaryXXXXXXXXXXXXXXy", 2) << "bb";
         QTest::newRow("CountFields") << Str(CountFields("a,b,,d", ",")) << "4";
         QTest::newRow("CountFields empty") << Str(CountFields("", ",")) << "0";
         QTest::newRow("ReplaceAll case") << ReplaceAll("aXbxc", "x", "-") << "a-b-c";

@@ -1,0 +1,191 @@
+// The program on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on stdout what it has
+// done, a line at a time, so that tst_durability can kill it at any moment and know what must be on disk.
+// Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced
+// with ">" and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go".
+#include "canvas.h"
+#include "programfixture.h"
+
+#include <QDir>
+#include <QRandomGenerator>
+#include <csignal>
+#include <linux/capability.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+void say(const QString& line)
+{
+    const QByteArray b = line.toUtf8() + '\n';
+    if (::write(1, b.constData(), size_t(b.size())) != b.size())
+        _exit(3);
+}
+
+Principal* w = nullptr;
+
+QString record(Listbox* list, int row)
+{
+    QStringList cells;
+    for (int c = 1; c <= 6; ++c)
+        cells << list->Cell(row, c);
+    return cells.join(QLatin1Char('|'));
+}
+
+int rowOf(Listbox* list, const QString& name)
+{
+    for (int r = 0; r < list->ListCount(); ++r) {
+        if (list->Cell(r, 1) == name)
+            return r;
+    }
+    return -1;
+}
+
+// Types into the open cell and ends it with the key, as the user does.
+void type(Listbox* list, const QString& text, Qt::Key end)
+{
+    QLineEdit* e = Ui::editor(list);
+    if (!e)
+        _exit(4);
+    e->selectAll();
+    e->insert(text);
+    QTest::keyClick(e, end);
+}
+
+Listbox* listOf(bool customer)
+{
+    w->pagePanel()->setValue(customer ? 0 : 1);
+    return customer ? w->Contatos : w->Projetos;
+}
+
+void add(bool customer, const QString& name)
+{
+    Listbox* list = listOf(customer);
+    customer ? w->bt_inserecontato_Action() : w->bt_insereprojeto_Action();
+    const QStringList values = {name, QStringLiteral("S-") + name, QStringLiteral("2.") + name.right(1),
+        QStringLiteral("2026-11-23"), QStringLiteral("Ledger"), name + QStringLiteral("@example.test")};
+    for (int i = 0; i < 6; ++i)
+        type(list, values[i], i < 5 ? Qt::Key_Tab : Qt::Key_Return);
+}
+
+void work(quint32 seed)
+{
+    const QString integrity
+        = App::Instance()->tvDB->SQLSelect(QStringLiteral("PRAGMA integrity_check"))->IdxField(1).StringValue();
+    say(QStringLiteral("integrity ") + integrity);
+    for (Listbox* list : {w->Contatos, w->Projetos}) {
+        for (int r = 0; r < list->ListCount(); ++r)
+            say((list == w->Contatos ? QStringLiteral("C= ") : QStringLiteral("T= ")) + record(list, r));
+    }
+    say(QStringLiteral("ready"));
+    QRandomGenerator rng(seed);
+    for (int k = 0;; ++k) {
+        const bool customer = rng.bounded(2) == 0;
+        Listbox* list = listOf(customer);
+        const QString kind = customer ? QStringLiteral("C") : QStringLiteral("T");
+        const QString name = kind.toLower() + QString::number(seed) + QLatin1Char('-') + QString::number(k);
+        const int rows = list->ListCount(), row = rows ? int(rng.bounded(rows)) : -1;
+        const QString old = rows ? list->Cell(row, 1) : QString();
+        // Add, change or delete; a long list only changes or shrinks.
+        const int choice = rows == 0 ? 0 : rows > 12 ? 1 + int(rng.bounded(2)) : int(rng.bounded(3));
+        if (choice == 0) {
+            say(QStringLiteral("> %1+ %2").arg(kind, name));
+            add(customer, name);
+            say(QStringLiteral("%1+ %2").arg(kind, record(list, rowOf(list, name))));
+        } else if (choice == 1) {
+            say(QStringLiteral("> %1~ %2 %3").arg(kind, old, name));
+            w->RowClicked = row;
+            list->setListIndex(row);
+            list->EditCell(row, 1);
+            type(list, name, Qt::Key_Return);
+            say(QStringLiteral("%1~ %2 %3").arg(kind, old, record(list, rowOf(list, name))));
+        } else {
+            say(QStringLiteral("> %1- %2").arg(kind, old));
+            list->setListIndex(row);
+            customer ? w->ApagaContato() : w->ApagaProjeto();
+            say(QStringLiteral("%1- %2").arg(kind, old));
+        }
+    }
+}
+
+void messages()
+{
+    say(QStringLiteral("messages ") + DialogHooks::takeMessages().join(QLatin1Char('|')));
+}
+
+void limitFileSize(rlim_t bytes)
+{
+    rlimit r{};
+    getrlimit(RLIMIT_FSIZE, &r);
+    r.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &r);
+}
+
+// Root writes into read-only folders; without this capability it is refused like anyone else.
+void dropFileOverride()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2]{};
+    syscall(SYS_capget, &header, data);
+    data[0].effective &= ~(1u << CAP_DAC_OVERRIDE);
+    syscall(SYS_capset, &header, data);
+}
+
+void addAndReport(const QString& name)
+{
+    add(true, name);
+    messages();
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Application application(argc, argv);
+    // A write past the file-size limit fails with an error instead of ending the process.
+    std::signal(SIGXFSZ, SIG_IGN);
+    const QString mode = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
+    const QString arg = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
+    Program program;
+    if (!program.start()) {
+        messages();
+        return 1;
+    }
+    w = program.window();
+    say(QStringLiteral("open"));
+    messages();
+    const QString folder = QFileInfo(App::DatabaseItem().NativePath()).path();
+    if (mode == QLatin1String("work")) {
+        work(arg.toUInt());
+    } else if (mode == QLatin1String("fsize")) {
+        addAndReport(QStringLiteral("before"));
+        limitFileSize(rlim_t(QFileInfo(App::DatabaseItem().NativePath()).size()));
+        addAndReport(QString(20000, QLatin1Char('x')));
+        limitFileSize(RLIM_INFINITY);
+        addAndReport(QStringLiteral("after"));
+    } else if (mode == QLatin1String("readonly")) {
+        dropFileOverride();
+        addAndReport(QStringLiteral("before"));
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
+        addAndReport(QStringLiteral("refused"));
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        addAndReport(QStringLiteral("after"));
+    } else if (mode == QLatin1String("backup")) {
+        limitFileSize(rlim_t(QFileInfo(App::DatabaseItem().NativePath()).size() / 2));
+        DialogHooks::pushAnswer(Dialog::SaveFolderItem, arg);
+        w->FazBackup();
+        limitFileSize(RLIM_INFINITY);
+        messages();
+    } else if (mode == QLatin1String("prefs")) {
+        App::Instance()->MailAssunto = QStringLiteral("changed");
+        if (arg == QLatin1String("pause")) {
+            App::setPrefsWriteHook([] {
+                say(QStringLiteral("writing"));
+                for (;;)
+                    std::this_thread::sleep_for(std::chrono::seconds(1));
+            });
+        }
+    }
+    program.quit();
+    say(QStringLiteral("closed"));
+    return 0;
+}

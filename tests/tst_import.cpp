@@ -145,10 +145,5 @@ private slots:
     }
 };
 
-int main(int argc, char** argv)
-{
-    Application application(argc, argv); // the program's, so that exceptions end at its last-resort handler
-    TestImport test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_MAIN(TestImport)
 #include "tst_import.moc"

@@ -3,6 +3,7 @@
 #include "abcffunctions.h"
 #include "addressbook.h"
 #include "app.h"
+#include "application.h"
 #include "dialogs.h"
 #include "listbox.h"
 #include "principal.h"
@@ -79,7 +80,8 @@ void wAddressBook::CreateControls()
     importando->setAutoFillBackground(true);
 
     connect(btCancela, &QPushButton::clicked, this, &wAddressBook::btCancela_Action);
-    connect(btOk, &QPushButton::clicked, this, &wAddressBook::btOk_Action);
+    // What an import raises ends here, before Qt's frames, which an exception does not unwind cleanly.
+    connect(btOk, &QPushButton::clicked, this, [this] { RunGuarded([this] { btOk_Action(); }); });
 }
 
 void wAddressBook::ShowModal()

@@ -153,12 +153,12 @@ int main(int argc, char** argv)
     w = program.window();
     say(QStringLiteral("open"));
     messages();
-    const QString folder = QFileInfo(App::DatabaseItem().NativePath()).path();
+    const QString folder = QFileInfo(App::DatabaseItem()->NativePath()).path();
     if (mode == QLatin1String("work")) {
         work(arg.toUInt());
     } else if (mode == QLatin1String("fsize")) {
         addAndReport(QStringLiteral("before"));
-        limitFileSize(rlim_t(QFileInfo(App::DatabaseItem().NativePath()).size()));
+        limitFileSize(rlim_t(QFileInfo(App::DatabaseItem()->NativePath()).size()));
         addAndReport(QString(20000, QLatin1Char('x')));
         limitFileSize(RLIM_INFINITY);
         addAndReport(QStringLiteral("after"));
@@ -170,7 +170,7 @@ int main(int argc, char** argv)
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         addAndReport(QStringLiteral("after"));
     } else if (mode == QLatin1String("backup")) {
-        limitFileSize(rlim_t(QFileInfo(App::DatabaseItem().NativePath()).size() / 2));
+        limitFileSize(rlim_t(QFileInfo(App::DatabaseItem()->NativePath()).size() / 2));
         DialogHooks::pushAnswer(Dialog::SaveFolderItem, arg);
         w->FazBackup();
         limitFileSize(RLIM_INFINITY);

@@ -1,0 +1,29 @@
+// The vCard reader: any bytes from a file in the user's address book folders.
+#include "vcard.h"
+
+#include "fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const QByteArray bytes = fuzzBytes(data, size);
+    const vcard::File file = vcard::parse(bytes);
+    FUZZ_CHECK(file.gaps.size() == file.cards.size() + 1);
+    // A file read cleanly is kept byte for byte, so writing it back unchanged loses nothing.
+    if (file.clean) {
+        QByteArray again = file.gaps.first();
+        for (qsizetype i = 0; i < file.cards.size(); ++i)
+            again += file.cards[i]->raw + file.gaps[i + 1];
+        FUZZ_CHECK(again == bytes);
+    }
+    for (const auto& card : file.cards) {
+        for (const vcard::Property& p : card->props) {
+            p.text(card->version);
+            p.components(card->version);
+            // What the writer makes of a property reads back as one property of the same name.
+            const QByteArray line = vcard::formatProperty(p, card->version, file.eol);
+            const vcard::File back = vcard::parse("BEGIN:VCARD\r\n" + line + "END:VCARD\r\n");
+            FUZZ_CHECK(back.cards.size() == 1);
+        }
+    }
+    return 0;
+}

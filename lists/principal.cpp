@@ -31,11 +31,7 @@ const QString kTab = QStringLiteral("\t");
 
 bool isReturn(const QString& key)
 {
-    return key.size() == 1 && (key.at(0).unicode() == 13 || key.at(0).unicode() == 3);
-}
-bool isKey(const QString& key, int code)
-{
-    return key.size() == 1 && key.at(0).unicode() == code;
+    return isKey(key, KeyCode::Return) || isKey(key, KeyCode::Enter);
 }
 } // namespace
 
@@ -163,7 +159,7 @@ void Principal::Contatos_Open() { }
 
 void Principal::Projetos_Open()
 {
-    Projetos->setColumnType(8, 2);
+    Projetos->setColumnType(8, Listbox::TypeCheckbox);
 }
 
 // The headings from the preferences; the task list adds its two fixed ones.
@@ -420,7 +416,7 @@ void Principal::storeEditedRow(bool& insertMode, void (Principal::*insere)(), vo
 // Backspace or Delete over selected rows asks before anything goes.
 bool Principal::deleteConfirmed(const Listbox* list, const QString& key)
 {
-    return list->SelCount() != 0 && (isKey(key, 8) || isKey(key, 127))
+    return list->SelCount() != 0 && (isKey(key, KeyCode::Backspace) || isKey(key, KeyCode::Delete))
         && AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention"));
 }
 
@@ -454,7 +450,7 @@ void Principal::Contatos_DoubleClick()
 
 bool Principal::Contatos_CellKeyDown(int row, int column, const QString& key)
 {
-    if (isKey(key, 9)) {
+    if (isKey(key, KeyCode::Tab)) {
         editCellSelected(Contatos, row, tabColumn(column, Contatos->ColumnCount() - 1));
         return true;
     }
@@ -562,9 +558,9 @@ void Principal::Projetos_DoubleClick()
 
 bool Principal::Projetos_CellKeyDown(int row, int column, const QString& key)
 {
-    if (isKey(key, 27))
+    if (isKey(key, KeyCode::Escape))
         CarregaProjetos();
-    if (isKey(key, 9)) {
+    if (isKey(key, KeyCode::Tab)) {
         // The check box column is never opened, and the label column gives way to the comments.
         column = tabColumn(column, Projetos->ColumnCount() - 2);
         editCellSelected(Projetos, row, column == 7 ? 6 : column);

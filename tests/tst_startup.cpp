@@ -66,7 +66,6 @@ private slots:
         QCOMPARE(headings(w->Projetos),
             QStringList({"", "Project", "Task", "Start Date", "End Date", "Owner", "Comments", "Label", "Ok"}));
         QCOMPARE(headings(w->Contatos), QStringList({"", "Name", "Address", "Version", "Date", "Project", "Email"}));
-        QCOMPARE(w->Projetos->ColumnType(8), 2);
         QCOMPARE(DialogHooks::takeMessages(), QStringList());
     }
 

@@ -1,7 +1,6 @@
 #include "app.h"
 
-#include "application.h"
-#include "dialogs.h"
+#include "corehooks.h"
 #include "exceptions.h"
 #include "folderitem.h"
 #include "text.h"
@@ -73,8 +72,8 @@ bool App::Open()
     tvDB->DatabaseFile = file ? file->NativePath() : QString();
     if (!file || !file->Exists()) {
         if (!tvDB->CreateDatabaseFile()) {
-            MsgBox(QStringLiteral("Error: ") + QLatin1Char('\n') + QLatin1Char('\n'));
-            Quit(0);
+            Core::MsgBox(QStringLiteral("Error: ") + QLatin1Char('\n') + QLatin1Char('\n'));
+            Core::Quit(0);
             return false;
         }
         for (const char* sql : kCreateTables)
@@ -82,8 +81,8 @@ bool App::Open()
         EncheLabels();
     }
     if (!tvDB->Connect()) {
-        MsgBox(QStringLiteral("DB Error"));
-        Quit(0);
+        Core::MsgBox(QStringLiteral("DB Error"));
+        Core::Quit(0);
         return false;
     }
     LePrefs();
@@ -105,7 +104,7 @@ void App::EncheLabels()
     r.Column(QStringLiteral("cLabel5"), QStringLiteral("&hFFCC00"));
     tvDB->InsertRecord(QStringLiteral("Labels"), r);
     if (tvDB->Error())
-        MsgBox(QStringLiteral("DB Error - Labels"));
+        Core::MsgBox(QStringLiteral("DB Error - Labels"));
     else
         tvDB->Commit();
 }

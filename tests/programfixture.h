@@ -115,6 +115,7 @@ public:
         });
         // The program's start-up gives the core its last-resort handler; addresses stay away from the desktop.
         setUnhandledExceptionReporter(&Application::ReportUnhandled);
+        Application::InstallCoreDialogs();
         m_app = std::make_unique<App>();
     }
     ~Program() { quit(); }

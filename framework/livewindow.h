@@ -20,6 +20,12 @@ public:
     static W* Live() { return s_live.data(); }
     // Ends the live window, if any.
     static void Release() { delete s_live.data(); }
+    // The window stops being the live one at once, though it goes later: the next Instance makes another.
+    static void Forget(const W* window)
+    {
+        if (s_live == window)
+            s_live = nullptr;
+    }
 
 private:
     static inline QPointer<W> s_live;

@@ -87,8 +87,7 @@ void wAddressBook::closeEvent(QCloseEvent* event)
     }
     event->accept();
     hide();
-    if (g_waddressbook == this)
-        g_waddressbook = nullptr;
+    Forget(this);
     deleteLater();
 }
 

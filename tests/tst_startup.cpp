@@ -321,6 +321,9 @@ private slots:
         QCOMPARE(canvas->size(), QSize(796, 529));
         const QWidget* c = w->findChild<QWidget*>(control);
         QVERIFY(c);
+        // A hidden page is laid out when it shows.
+        w->pagePanel()->setValue(w->pagePanel()->page(0)->isAncestorOf(c) ? 0 : 1);
+        QCoreApplication::processEvents();
         const QRect at(c->mapTo(canvas, QPoint(0, 0)), c->size());
         QCOMPARE(exact ? at : QRect(at.topLeft(), where.size()), where);
         QVERIFY(at.width() >= where.width() && at.height() >= where.height());

@@ -11,10 +11,7 @@
 
 wMailSenha::wMailSenha()
 {
-    setObjectName(QStringLiteral("wMailSenha"));
-    setWindowTitle(QStringLiteral("Password"));
-    setModal(true);
-    setFixedSize(325, 113);
+    SetUpModal(this, QStringLiteral("wMailSenha"), QStringLiteral("Password"), QSize(325, 113));
 
     StaticText2 = NewLabel(this, QStringLiteral("StaticText2"), QStringLiteral("Please type mail password"),
         QRect(13, 12, 283, 20), Qt::AlignHCenter | Qt::AlignVCenter, 11);

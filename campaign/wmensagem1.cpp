@@ -7,10 +7,7 @@
 
 wMensagem1::wMensagem1()
 {
-    setObjectName(QStringLiteral("wMensagem1"));
-    setWindowTitle(QStringLiteral("Sending"));
-    setModal(true);
-    setFixedSize(360, 105);
+    SetUpModal(this, QStringLiteral("wMensagem1"), QStringLiteral("Sending"), QSize(360, 105));
 
     ProgressWheel1 = new ProgressWheel(this);
     ProgressWheel1->setObjectName(QStringLiteral("ProgressWheel1"));

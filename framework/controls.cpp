@@ -1,5 +1,6 @@
 #include "controls.h"
 
+#include <QDialog>
 #include <QLabel>
 #include <QPushButton>
 
@@ -28,4 +29,12 @@ QLabel* NewLabel(
         label->setFont(f);
     }
     return label;
+}
+
+void SetUpModal(QDialog* window, const QString& name, const QString& title, QSize size)
+{
+    window->setObjectName(name);
+    window->setWindowTitle(title);
+    window->setModal(true);
+    window->setFixedSize(size);
 }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QRect>
+#include <QSize>
 #include <QString>
 
+class QDialog;
 class QLabel;
 class QPushButton;
 class QWidget;
@@ -17,3 +19,5 @@ QPushButton* NewButton(QWidget* window, const QString& name, const QString& capt
 // the window's font.
 QLabel* NewLabel(
     QWidget* window, const QString& name, const QString& text, QRect where, Qt::Alignment align, int pointSize = 0);
+// A modal window of a fixed size, with its name and title.
+void SetUpModal(QDialog* window, const QString& name, const QString& title, QSize size);

@@ -43,10 +43,7 @@ wLabels* wLabels::Make()
 wLabels::wLabels(QWidget* parent)
     : QDialog(parent)
 {
-    setObjectName(QStringLiteral("wLabels"));
-    setWindowTitle(QStringLiteral("Labels"));
-    setModal(true);
-    setFixedSize(260, 261);
+    SetUpModal(this, QStringLiteral("wLabels"), QStringLiteral("Labels"), QSize(260, 261));
     CreateControls();
 }
 

@@ -7,10 +7,7 @@
 
 confirma::confirma()
 {
-    setObjectName(QStringLiteral("confirma"));
-    setWindowTitle(QStringLiteral("Tallyvane"));
-    setModal(true);
-    setFixedSize(261, 112);
+    SetUpModal(this, QStringLiteral("confirma"), QStringLiteral("Tallyvane"), QSize(261, 112));
 
     mensagem = NewLabel(
         this, QStringLiteral("mensagem"), QString(), QRect(13, 14, 234, 46), Qt::AlignHCenter | Qt::AlignTop, 12);

@@ -27,10 +27,7 @@ wAddressBook* wAddressBook::Make()
 wAddressBook::wAddressBook(QWidget* parent)
     : QDialog(parent)
 {
-    setObjectName(QStringLiteral("wAddressBook"));
-    setWindowTitle(QStringLiteral("Address Book"));
-    setModal(true);
-    setFixedSize(300, 300);
+    SetUpModal(this, QStringLiteral("wAddressBook"), QStringLiteral("Address Book"), QSize(300, 300));
     CreateControls();
 }
 

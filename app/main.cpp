@@ -2,6 +2,7 @@
 #include "appcommands.h"
 #include "application.h"
 #include "principal.h"
+#include "runningcopy.h"
 
 #include <QDir>
 #include <QIcon>
@@ -24,17 +25,17 @@ int main(int argc, char** argv)
     // The desktop file name ties the windows to the launcher; the icon shows in the task switcher.
     QApplication::setDesktopFileName(QStringLiteral(TALLYVANE_APP_ID));
     QApplication::setWindowIcon(applicationIcon());
+    // One running copy per data folder: a later start asks it to come forward and opens nothing itself.
+    const auto folder = App::DataFolder();
+    RunningCopy copy(folder ? folder->NativePath() : QString());
+    if (!copy.Claim())
+        return 0;
     App app;
     ApplicationAddMenuHandlers();
     MakeDefaultView();
+    copy.ComeForward = [] { RunningCopy::BringForward(Principal::Exists() ? Principal::Instance() : nullptr); };
     // The opening runs inside the event loop, so a failure there can end it with Quit.
-    QTimer::singleShot(0, [] {
-        try {
-            Principal::Start();
-        } catch (const std::exception& e) {
-            Application::ReportUnhandled(e);
-        }
-    });
+    QTimer::singleShot(0, [] { RunGuarded(&Principal::Start); });
     application.exec();
     return 0;
 }

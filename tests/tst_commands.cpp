@@ -457,6 +457,28 @@ private slots:
 
     // ---- About
 
+    // Any number on the place and size lines, with the menu bar and toolbar above the pages: the sums are
+    // computed wide, and the window is as large or as small as a window may be.
+    void extremeGeometryLines_data()
+    {
+        QTest::addColumn<QString>("number");
+        QTest::addColumn<bool>("largest");
+        QTest::newRow("beyond 32 bits") << "99999999999" << true;
+        QTest::newRow("largest") << "2147483647" << true;
+        QTest::newRow("smallest") << "-2147483648" << false;
+    }
+    void extremeGeometryLines()
+    {
+        QFETCH(QString, number);
+        QFETCH(bool, largest);
+        QStringList lines(41, QString());
+        for (int line = 7; line <= 10; ++line)
+            lines[line - 1] = number;
+        m_home->writePrefs(lines);
+        m_program->app()->LePrefs();
+        QCOMPARE(w->size(), largest ? w->maximumSize() : w->minimumSize());
+    }
+
     void aboutVersion_data()
     {
         QTest::addColumn<QString>("version");

@@ -37,6 +37,11 @@ class TestDurability : public QObject
         p.waitForFinished(60000);
         return QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
+    static QByteArray bytes(const QString& path)
+    {
+        QFile f(path);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<none>");
+    }
     static QString name(const QString& record) { return record.section(QLatin1Char('|'), 0, 0); }
 
     // What the next start finds must be what was reported committed. A change or deletion under way
@@ -141,6 +146,40 @@ private slots:
         QVERIFY(old.open(QIODevice::ReadOnly));
         QCOMPARE(old.readAll(), QByteArray("the older backup"));
         QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList({"Copy.rbd"}));
+    }
+
+    // A second start while one runs touches nothing, brings the first forward and ends; a copy killed
+    // leaves no lock that stops the next start; two homes each have a copy of their own.
+    void oneRunningCopyPerDataFolder()
+    {
+        m_home->writePrefs(QStringList(41, QStringLiteral("7")));
+        QProcess first, again, other;
+        start(first, {QStringLiteral("single")});
+        for (QString l; l != QLatin1String("waiting");)
+            QVERIFY((l = line(first)) != QLatin1String("<ended>"));
+        const QStringList files = QDir(m_home->dataFolder()).entryList(QDir::AllEntries | QDir::Hidden);
+        const QByteArray prefs = bytes(m_home->prefs()), database = bytes(m_home->database());
+        QProcess second;
+        second.start(QStringLiteral(TALLYVANE), {});
+        QVERIFY2(second.waitForFinished(1000), "the second start did not end within a second");
+        QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(line(first), QStringLiteral("forward 0 1"));
+        QCOMPARE(bytes(m_home->prefs()), prefs);
+        QCOMPARE(bytes(m_home->database()), database);
+        QCOMPARE(QDir(m_home->dataFolder()).entryList(QDir::AllEntries | QDir::Hidden), files);
+
+        first.kill();
+        QVERIFY(first.waitForFinished(10000));
+        start(again, {QStringLiteral("single")});
+        QCOMPARE(line(again), QStringLiteral("open"));
+        const TestHome otherHome;
+        start(other, {QStringLiteral("single")});
+        QCOMPARE(line(other), QStringLiteral("open"));
+        for (QProcess* p : {&again, &other}) {
+            p->kill();
+            p->waitForFinished(10000);
+        }
     }
 
     // A database that cannot grow, or whose folder takes no new file: the row is refused with

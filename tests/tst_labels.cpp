@@ -154,6 +154,21 @@ private slots:
         QCOMPARE(w->ContextualMenu1->rows(), QStringList());
     }
 
+    // The label menu cannot be read back: the Ok button's handler stops there, at the last-resort handler.
+    void okWithoutTheTableEndsAtTheLastResortHandler()
+    {
+        startWith({{"a", "Important"}});
+        Sql(m_home->database()).exec("DROP TABLE Labels");
+        wLabels* e = wLabels::Instance();
+        e->show();
+        QTest::mouseClick(e->btOk, Qt::LeftButton);
+        const QStringList messages = DialogHooks::takeMessages();
+        QCOMPARE(messages.size(), 2);
+        QCOMPARE(messages.first(), QStringLiteral("DB Error - Labels"));
+        QVERIFY2(messages.last().contains(QStringLiteral("NilObjectException")), qPrintable(messages.last()));
+        QVERIFY(e->isVisible());
+    }
+
     void menuChoiceStoresTheLabel_data()
     {
         QTest::addColumn<int>("column");

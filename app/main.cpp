@@ -19,21 +19,22 @@ static QIcon applicationIcon()
 
 int main(int argc, char** argv)
 {
-    Application application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tallyvane"));
-    QApplication::setApplicationVersion(QStringLiteral(TALLYVANE_VERSION));
-    // The desktop file name ties the windows to the launcher; the icon shows in the task switcher.
-    QApplication::setDesktopFileName(QStringLiteral(TALLYVANE_APP_ID));
-    QApplication::setWindowIcon(applicationIcon());
-    // One running copy per data folder: a later start asks it to come forward and opens nothing itself.
+    // One running copy per data folder: a later start asks it to come forward and ends here, before it
+    // opens anything, the display included.
     const auto folder = App::DataFolder();
     RunningCopy copy(folder ? folder->NativePath() : QString());
     if (!copy.Claim())
         return 0;
+    Application application(argc, argv);
+    QApplication::setApplicationVersion(QStringLiteral(TALLYVANE_VERSION));
+    // The desktop file name ties the windows to the launcher; the icon shows in the task switcher.
+    QApplication::setDesktopFileName(QStringLiteral(TALLYVANE_APP_ID));
+    QApplication::setWindowIcon(applicationIcon());
     App app;
     ApplicationAddMenuHandlers();
     MakeDefaultView();
-    copy.ComeForward = [] { RunningCopy::BringForward(Principal::Exists() ? Principal::Instance() : nullptr); };
+    copy.Serve([] { RunningCopy::BringForward(Principal::Exists() ? Principal::Instance() : nullptr); });
     // The opening runs inside the event loop, so a failure there can end it with Quit.
     QTimer::singleShot(0, [] { RunGuarded(&Principal::Start); });
     application.exec();

@@ -9,6 +9,7 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QLockFile>
+#include <QStandardPaths>
 #include <QThread>
 #include <QWidget>
 
@@ -26,11 +27,14 @@ RunningCopy::RunningCopy(QString folder)
 
 RunningCopy::~RunningCopy() = default;
 
-QString RunningCopy::ServerName(const QString& folder)
+QString RunningCopy::ServerPath(const QString& folder)
 {
     const QByteArray key = QFile::encodeName(QDir(folder).absolutePath());
-    return QStringLiteral("tallyvane-")
+    const QString name = QStringLiteral("tallyvane-")
         + QString::fromLatin1(QCryptographicHash::hash(key, QCryptographicHash::Sha256).toHex().left(24));
+    // Without a runtime folder Qt places a bare name in the temporary folder.
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    return runtime.isEmpty() ? name : runtime + QLatin1Char('/') + name;
 }
 
 bool RunningCopy::Claim()
@@ -48,15 +52,23 @@ bool RunningCopy::Claim()
         }
         // A folder that takes no lock file has nothing to share: the start goes on, and its own steps
         // meet the same fault.
-        return true;
+        m_lock.reset();
     }
-    m_server = new QLocalServer(this);
+    return true;
+}
+
+void RunningCopy::Serve(std::function<void()> comeForward)
+{
+    m_comeForward = std::move(comeForward);
+    if (!m_lock || m_server)
+        return;
+    // The application owns the server: it goes, with its socket file, before the application does.
+    m_server = new QLocalServer(QCoreApplication::instance());
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     // The lock is ours, so a socket file left by a copy that died is stale too.
-    QLocalServer::removeServer(ServerName(m_folder));
-    m_server->listen(ServerName(m_folder));
+    QLocalServer::removeServer(ServerPath(m_folder));
+    m_server->listen(ServerPath(m_folder));
     connect(m_server, &QLocalServer::newConnection, this, &RunningCopy::answer);
-    return true;
 }
 
 // The owner may hold the lock a moment before it listens: the request is tried until it is answered.
@@ -65,7 +77,7 @@ void RunningCopy::askOwner() const
     const QDeadlineTimer deadline(kPatienceMs);
     while (!deadline.hasExpired()) {
         QLocalSocket socket;
-        socket.connectToServer(ServerName(m_folder));
+        socket.connectToServer(ServerPath(m_folder));
         if (socket.waitForConnected(int(deadline.remainingTime()))) {
             socket.write(kRequest);
             socket.waitForBytesWritten(int(deadline.remainingTime()));
@@ -87,8 +99,8 @@ void RunningCopy::answer()
             const bool request = socket->readLine() == kRequest;
             socket->write(kReply);
             socket->disconnectFromServer();
-            if (request && ComeForward)
-                RunGuarded(ComeForward);
+            if (request && m_comeForward)
+                RunGuarded(m_comeForward);
         });
     }
 }

@@ -181,11 +181,11 @@ int main(int argc, char** argv)
         limitFileSize(RLIM_INFINITY);
         messages();
     } else if (mode == QLatin1String("single")) {
-        copy.ComeForward = [] {
+        copy.Serve([] {
             RunningCopy::BringForward(w);
             [[maybe_unused]] const bool active = QTest::qWaitFor([] { return w->isActiveWindow(); }, 1000);
             say(QStringLiteral("forward %1 %2").arg(w->isMinimized()).arg(w->isActiveWindow()));
-        };
+        });
         w->showMinimized();
         say(QStringLiteral("waiting"));
         QApplication::exec();

@@ -153,6 +153,8 @@ private slots:
     void oneRunningCopyPerDataFolder()
     {
         m_home->writePrefs(QStringList(41, QStringLiteral("7")));
+        // The killed copies' sockets stay with this home, not in the user's runtime folder.
+        qputenv("XDG_RUNTIME_DIR", m_home->path().toUtf8());
         QProcess first, again, other;
         start(first, {QStringLiteral("single")});
         for (QString l; l != QLatin1String("waiting");)

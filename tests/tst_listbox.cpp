@@ -4,7 +4,6 @@
 #include "keyboard.h"
 #include "listbox.h"
 #include "listboxmodel.h"
-#include "rectangle.h"
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
@@ -293,12 +292,12 @@ private slots:
         QCOMPARE(seen, QList<int>{code});
     }
 
-    // What a control's event handler raises ends at the last-resort handler before Qt's own frames.
+    // What a control's event handler raises ends at the last-resort handler before Qt's own frames: a mouse
+    // event, an editor's key and a signal stand for the ways the controls raise their events.
     void raisingHandlersEndAtTheLastResortHandler_data()
     {
         QTest::addColumn<QString>("event");
-        for (const char* e : {"CellClick", "DoubleClick", "CellAction", "KeyDown", "CellKeyDown", "CellLostFocus",
-                 "Rectangle.MouseDown", "ContextualMenu.Action"})
+        for (const char* e : {"CellClick", "CellKeyDown", "ContextualMenu"})
             QTest::newRow(e) << e;
     }
     void raisingHandlersEndAtTheLastResortHandler()
@@ -306,36 +305,18 @@ private slots:
         QFETCH(QString, event);
         fill(2);
         DialogHooks::setRecording(true);
-        const auto raise = [] { throw OutOfBoundsException(); };
-        Rectangle box;
+        const auto raise = [](auto&&...) -> bool { throw OutOfBoundsException(); };
         ContextualMenu menu;
         menu.AddRow(QStringLiteral("x"));
+        m_list->CellClick = raise;
+        m_list->CellKeyDown = raise;
+        menu.Action = raise;
         if (event == QLatin1String("CellClick")) {
-            m_list->CellClick = [&](int, int, int, int) { return raise(), true; };
             QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(1, 1));
-        } else if (event == QLatin1String("DoubleClick")) {
-            m_list->DoubleClick = raise;
-            QTest::mouseDClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(1, 1));
-        } else if (event == QLatin1String("CellAction")) {
-            m_list->setColumnType(4, 2);
-            m_list->CellAction = [&](int, int) { raise(); };
-            m_list->model()->setData(m_list->model()->index(1, 4), Qt::Checked, Qt::CheckStateRole);
-        } else if (event == QLatin1String("KeyDown")) {
-            m_list->KeyDown = [&](const QString&) { return raise(), true; };
-            QTest::keyClick(m_list.get(), Qt::Key_A);
-        } else if (event.startsWith(QLatin1String("Cell"))) {
-            if (event == QLatin1String("CellKeyDown"))
-                m_list->CellKeyDown = [&](int, int, const QString&) { return raise(), true; };
-            else
-                m_list->CellLostFocus = [&](int, int) { raise(); };
+        } else if (event == QLatin1String("CellKeyDown")) {
             m_list->EditCell(1, 1);
             QTest::keyClick(editor(), Qt::Key_Return);
-            QTRY_VERIFY(event == QLatin1String("CellKeyDown") || !editor());
-        } else if (event == QLatin1String("Rectangle.MouseDown")) {
-            box.MouseDown = [&](int, int) { return raise(), true; };
-            QTest::mouseClick(&box, Qt::LeftButton);
         } else {
-            menu.Action = [&](const QString&) { raise(); };
             menu.actions().first()->trigger();
         }
         const QStringList messages = DialogHooks::takeMessages();

@@ -1,6 +1,7 @@
 #include "wmailsenha.h"
 
 #include "app.h"
+#include "application.h"
 #include "controls.h"
 #include "dialogs.h"
 
@@ -27,7 +28,7 @@ wMailSenha::wMailSenha()
     QFont f = btok->font();
     f.setPointSize(11);
     btok->setFont(f);
-    connect(btok, &QPushButton::clicked, this, &wMailSenha::btok_Action);
+    connect(btok, &QPushButton::clicked, this, Guarded(this, &wMailSenha::btok_Action));
 }
 
 void wMailSenha::ShowModal()

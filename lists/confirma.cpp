@@ -1,5 +1,6 @@
 #include "confirma.h"
 
+#include "application.h"
 #include "controls.h"
 
 #include <QLabel>
@@ -17,8 +18,8 @@ confirma::confirma()
         this, QStringLiteral("BT_cancela"), QStringLiteral("Cancel"), QRect(58, 72, 69, 20), ButtonKind::Plain);
     BT_ok = NewButton(this, QStringLiteral("BT_ok"), QStringLiteral("Ok"), QRect(134, 72, 69, 20), ButtonKind::Plain);
 
-    connect(BT_ok, &QPushButton::clicked, this, &confirma::BT_ok_Action);
-    connect(BT_cancela, &QPushButton::clicked, this, &confirma::BT_cancela_Action);
+    connect(BT_ok, &QPushButton::clicked, this, Guarded(this, &confirma::BT_ok_Action));
+    connect(BT_cancela, &QPushButton::clicked, this, Guarded(this, &confirma::BT_cancela_Action));
 }
 
 void confirma::BT_ok_Action()

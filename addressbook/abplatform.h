@@ -1,5 +1,6 @@
 #pragma once
 
+#include "abcodes.h"
 #include "vcard.h"
 
 #include <QHash>
@@ -266,71 +267,12 @@ private:
     qint64 m_owned = 0;
 };
 
-// The constants of the platform, in the bridge's order. Labels of one meaning share one text, so
-// that a work e-mail label and a work phone label compare equal.
+// The constants of the platform, in the bridge's order.
 enum Constant : int {
-    kUIDProperty,
-    kFirstNameProperty,
-    kLastNameProperty,
-    kBirthdayProperty,
-    kOrganizationProperty,
-    kJobTitleProperty,
-    kHomePageProperty,
-    kEmailProperty,
-    kEmailWorkLabel,
-    kEmailHomeLabel,
-    kAddressProperty,
-    kAddressStreetKey,
-    kAddressCityKey,
-    kAddressStateKey,
-    kAddressZIPKey,
-    kAddressCountryKey,
-    kAddressCountryCodeKey,
-    kAddressHomeLabel,
-    kAddressWorkLabel,
-    kPhoneProperty,
-    kPhoneWorkLabel,
-    kPhoneHomeLabel,
-    kPhoneMobileLabel,
-    kPhoneMainLabel,
-    kPhoneHomeFAXLabel,
-    kPhoneWorkFAXLabel,
-    kPhonePagerLabel,
-    kAIMInstantProperty,
-    kAIMWorkLabel,
-    kAIMHomeLabel,
-    kJabberInstantProperty,
-    kJabberWorkLabel,
-    kJabberHomeLabel,
-    kMSNInstantProperty,
-    kMSNWorkLabel,
-    kMSNHomeLabel,
-    kYahooInstantProperty,
-    kYahooWorkLabel,
-    kYahooHomeLabel,
-    kICQInstantProperty,
-    kNoteProperty,
-    kMiddleNameProperty,
-    kGroupNameProperty,
-    kOtherLabel,
-    kPersonRecordType,
-    kCreationDateProperty,
-    kModificationDateProperty,
-    kFirstNamePhoneticProperty,
-    kLastNamePhoneticProperty,
-    kICQWorkLabel,
-    kICQHomeLabel,
-    kMiddleNamePhoneticProperty,
-    kTitleProperty,
-    kSuffixProperty,
-    kNicknameProperty,
-    kMaidenNameProperty,
-    kWorkLabel,
-    kHomeLabel,
-    kGroupRecordType,
-    kDatabaseChangedNotification,
-    kDatabaseChangedExternallyNotification,
-    kConstantCount
+#define AB_ENUM(name, text) k##name,
+    AB_CONSTANTS(AB_ENUM)
+#undef AB_ENUM
+        kConstantCount
 };
 
 QString constantText(Constant c);

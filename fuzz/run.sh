@@ -14,7 +14,7 @@ shift $(( $# < 3 ? $# : 3 ))
 case $target in
 message | headers) max_len=131072 ;;
 attachment) max_len=65536 ;;
-smtp | prefs) max_len=16384 ;;
+smtp | prefs | addressbook) max_len=16384 ;;
 *) max_len=4096 ;;
 esac
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 -DTV_FUZZ=ON \

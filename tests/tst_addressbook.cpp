@@ -128,6 +128,10 @@ private slots:
     void listEditing();
     void hostileInput_data();
     void hostileInput();
+    void hostileWrite_data();
+    void hostileWrite();
+    void searchComparisons_data();
+    void searchComparisons();
 };
 
 void TestAddressBook::readPersons_data()
@@ -138,13 +142,13 @@ void TestAddressBook::readPersons_data()
         << QByteArray("BEGIN:VCARD\r\nVERSION:3.0\r\nN:\xc3\x85ngstr\xc3\xb6m;Zo\xc3\xab;;;\r\nFN:Zo\xc3\xab\r\n"
                       "item1.EMAIL;TYPE=INTERNET:first@x.org\r\nitem1.X-ABLabel:_$!<Other>!$_\r\n"
                       "EMAIL;TYPE=WORK:sec\r\n ond@x.org\r\nEMAIL;TYPE=HOME,PREF:third@x.org\r\n"
-                      "NOTE:a\\, b\\; c\\nd\r\nORG:Caf\xc3\xa9\\, Ltd;Sales\r\n\tTeam\r\nBDAY:1970-01-31\r\n"
+                      "NOTE:a\\, b\\; c\\nd\r\nORG:Ca\r\n\tf\xc3\xa9\\, Ltd;Sales\r\nBDAY:1970-01-31\r\n"
                       "X-JABBER;TYPE=WORK:z@jab.org\r\nIMPP;X-SERVICE-TYPE=Yahoo:ymsgr:zoey\r\nEND:VCARD\r\n")
         << QStringLiteral("first=Zoë;last=Ångström;org=Café, Ltd;note=a, b; c\nd;bday=1970-01-31;"
                           "email=Other:first@x.org,Work:second@x.org,Home:third@x.org;jabber=Work:z@jab.org;"
                           "yahoo=Other:zoey");
     QTest::newRow("2.1: quoted-printable, soft breaks, charsets, bare types")
-        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;CHARSET=ISO-8859-1;ENCODING=QUOTED-PRINTABLE:M=FCller;J=FCrgen\n"
+        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;CHARSET=ISO-8859-1;ENCODING=QUOTED-PRINTABLE:M=fcller;J=FCrgen\n"
                       "EMAIL;INTERNET;WORK:j@w.de\nTEL;CELL:+49 1\nTEL;WORK;FAX:+49 2\nX-AIM;HOME:jaim\n"
                       "NOTE;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-8:eins=0D=0Azwei =\n=C3=A4 drei\n"
                       "ADR;HOME;ENCODING=QUOTED-PRINTABLE:;;Stra=C3=9Fe 1;K=C3=B6ln;;50667;Germany\nEND:VCARD\n")
@@ -157,6 +161,9 @@ void TestAddressBook::readPersons_data()
                       "TEL;TYPE=cell;VALUE=uri:tel:+351 9\r\nEND:VCARD\r\n")
         << QStringLiteral("first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12;"
                           "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt");
+    QTest::newRow("2.1: a folded line keeps its blank")
+        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nNOTE:a\n\tb\nEND:VCARD\n")
+        << QStringLiteral("first=Dick;last=Van Dyke;note=a\tb");
     QTest::newRow("only FN, with a particle") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n")
                                               << QStringLiteral("first=Maria;last=da Silva");
     QTest::newRow("only FN, last name first") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Smith, John\nEND:VCARD\n")
@@ -289,12 +296,15 @@ void TestAddressBook::emailCountAndFirst()
     Home home;
     home.write(home.contacts(QStringLiteral("p.vcf")),
         "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEND:VCARD\nBEGIN:VCARD\nVERSION:3.0\nN:Roe;Rick;;;\n"
-        "EMAIL;TYPE=HOME:b@x.org\nEMAIL;TYPE=WORK,PREF:a@x.org\nEMAIL:c@x.org\nEND:VCARD\n");
+        "EMAIL;TYPE=HOME:b@x.org\nEMAIL;TYPE=WORK,PREF:a@x.org\nEMAIL:c@x.org\nEND:VCARD\n"
+        "BEGIN:VCARD\nVERSION:3.0\nN:Poe;Ed;;;\nEMAIL:only@x.org\nEND:VCARD\n");
     const auto people = System::AddressBook()->Contacts();
     QCOMPARE(people[0]->EmailAddresses().Count(), 0);
     QVERIFY_THROWS_EXCEPTION(OutOfBoundsException, people[0]->EmailAddresses().Text());
     QCOMPARE(people[1]->EmailAddresses().Count(), 3);
     QCOMPARE(people[1]->EmailAddresses().Operator_Convert(), QStringLiteral("b@x.org"));
+    QCOMPARE(people[2]->EmailAddresses().Count(), 1);
+    QCOMPARE(people[2]->EmailAddresses().Text(), QStringLiteral("only@x.org"));
     QCOMPARE(people[1]->LastName().Operator_AddRight(people[1]->FirstName().Operator_Add(QStringLiteral(" "))),
         QStringLiteral("Rick Roe"));
 }
@@ -410,13 +420,17 @@ void TestAddressBook::rewriteEachVersion()
     Home home;
     home.write(home.contacts(QStringLiteral("p.vcf")),
         "BEGIN:VCARD\r\nVERSION:" + version + "\r\nN:Old;Ana;;;\r\nTEL;TYPE=HOME:1\r\nEND:VCARD\r\n");
-    const QString note = QStringLiteral("Zweite Straße; über, alles\n") + QString(60, QChar(0x00e9));
+    const QString note = QStringLiteral("Zweite Straße; über, alles C:\\new\\, \n") + QString(60, QChar(0x00e9));
+    QByteArray photo = "\x89PNG";
+    for (int i = 0; i < 300; ++i)
+        photo += char(i * 7);
     {
         const auto book = System::AddressBook();
         const auto person = book->Contacts().value(0);
         person->setLastName(QStringLiteral("Ñandú; Øster"));
         person->setNote(note);
         person->PhoneNumbers().Append(QStringLiteral("Mobile"), Variant(QStringLiteral("+34 600")));
+        QVERIFY(_ABC().ABPersonSetImageData(person->_ref(), _ABStringToCFData(QString::fromLatin1(photo))));
         QVERIFY(book->Save());
     }
     const QByteArray written = home.read(home.contacts(QStringLiteral("p.vcf")));
@@ -427,6 +441,9 @@ void TestAddressBook::rewriteEachVersion()
     QCOMPARE(describeAll(*again),
         QStringList{
             QStringLiteral("first=Ana;last=Ñandú; Øster;note=") + note + QStringLiteral(";tel=Home:1,Mobile:+34 600")});
+    const qint32 image = _ABC().ABPersonCopyImageData(again->Contacts().value(0)->_ref());
+    QCOMPARE(_ABCFDataGetString(image).toLatin1(), photo);
+    _ABRelease(image);
 }
 
 // Walking the whole book through the object layer gives back every handle it takes, except what
@@ -554,6 +571,149 @@ void TestAddressBook::hostileInput()
     const auto people = book->Contacts();
     QCOMPARE(people.size(), persons);
     QCOMPARE(people.isEmpty() ? QString() : describe(*people[0]).left(40), first);
+}
+
+// Values that the reader unescapes or unquotes, and names it would not read back, on their way to disk: each
+// edit is saved twice, and the book read again from the files.
+void TestAddressBook::hostileWrite_data()
+{
+    QTest::addColumn<QByteArray>("cards");
+    QTest::addColumn<QByteArray>("other"); // a second file
+    QTest::addColumn<QString>("edit");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QStringList>("expected"); // people, then groups; empty when Save refuses
+    const QByteArray ana = "BEGIN:VCARD\nVERSION:3.0\nUID:a\\nb\nN:Lima;Ana;;;\nEND:VCARD\n";
+    const QStringList lima{QStringLiteral("first=Ana;last=Lima")};
+    QTest::newRow("member holding an escaped card end") << ana
+            + "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Team\nMEMBER:urn:uuid:a\\nb\n"
+              "MEMBER:x\\nEND:VCARD\\nBEGIN:VCARD\\nFN:Eve\nEND:VCARD\n"
+                                                        << QByteArray() << "rename"
+                                                        << "Crew" << lima + QStringList{QStringLiteral("Crew:Lima")};
+    QTest::newRow("URL with a line break")
+        << ana << QByteArray() << "homepage"
+        << "http://a/\nEND:VCARD" << QStringList{lima[0] + QStringLiteral(";url=http://a/\nEND:VCARD")};
+    const QByteArray longParam
+        = "BEGIN:VCARD\nVERSION:2.1\nN:Lima;Ana\nNOTE;X-LONG=" + QByteArray(60, 'x') + ":o\nEND:VCARD\n";
+    QTest::newRow("2.1 quoted-printable after a long parameter")
+        << longParam << QByteArray() << "note"
+        << "ça va" << QStringList{lima[0] + QStringLiteral(";note=ça va")};
+    QTest::newRow("3.0 parameter holding quotes")
+        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nN:Lima;Ana\nNOTE;X-A=\"a:b\"c;X-B=\"d,e\":o\nEND:VCARD\n")
+        << QByteArray() << "note"
+        << "n" << QStringList{lima[0] + QStringLiteral(";note=n")};
+    QTest::newRow("4.0 parameter holding a quote")
+        << QByteArray("BEGIN:VCARD\nVERSION:4.0\nN:Lima;Ana\nNOTE;X-A=^'a:b^':o\nEND:VCARD\n") << QByteArray() << "note"
+        << "n" << QStringList{lima[0] + QStringLiteral(";note=n")};
+    QTest::newRow("NUL in a UID") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nUID:a\0b\nN:Lima;Ana;;;\nEND:VCARD\n", 50)
+                                  << QByteArray("BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Team\nEND:VCARD\n") << "add"
+                                  << "" << lima + QStringList{QStringLiteral("Team:Lima")};
+    QTest::newRow("group name that does not read back")
+        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nN:Lima;Ana\nitem 1.EMAIL:a@x\nEND:VCARD\n") << ana << "email"
+        << "b@x" << QStringList();
+}
+
+void TestAddressBook::hostileWrite()
+{
+    QFETCH(QByteArray, cards);
+    QFETCH(QByteArray, other);
+    QFETCH(QString, edit);
+    QFETCH(QString, value);
+    QFETCH(QStringList, expected);
+    Home home;
+    const QString a = home.contacts(QStringLiteral("a.vcf")), b = home.contacts(QStringLiteral("b.vcf"));
+    home.write(a, cards);
+    if (!other.isEmpty())
+        home.write(b, other);
+    {
+        const auto book = System::AddressBook();
+        const auto person = book->Contacts().value(0);
+        const auto group = book->Groups().value(0);
+        for (int round = 0; round < 2; ++round) {
+            if (edit == QLatin1String("rename"))
+                group->setName(value);
+            else if (edit == QLatin1String("homepage"))
+                person->setHomepage(value);
+            else if (edit == QLatin1String("note"))
+                person->setNote(value);
+            else if (edit == QLatin1String("add"))
+                group->Add(*person);
+            else
+                person->EmailAddresses().Append(QStringLiteral("Work"), Variant(value));
+            if (expected.isEmpty()) {
+                QVERIFY_THROWS_EXCEPTION(RuntimeException, book->Save());
+                QCOMPARE(home.read(a), cards);
+                QCOMPARE(home.read(b), other);
+                return;
+            }
+            QVERIFY(book->Save() || cards.contains('\0'));
+        }
+    }
+    QVERIFY(!home.read(b).contains('\0'));
+    resetAddressBookForTesting();
+    const auto again = System::AddressBook();
+    QStringList seen = describeAll(*again);
+    for (const auto& g : again->Groups()) {
+        QStringList members;
+        for (const auto& c : g->Contacts())
+            members << c->LastName().Text();
+        seen << g->Name().Text() + QLatin1Char(':') + members.join(QLatin1Char(','));
+    }
+    QCOMPARE(seen, expected);
+}
+
+// Every comparison of a search element, on text and on numbers; the case of the query decides the
+// rows of the case-sensitive ones.
+void TestAddressBook::searchComparisons_data()
+{
+    QTest::addColumn<int>("comparison");
+    QTest::addColumn<QVariant>("query"); // a string searches the last name, a number the rank
+    QTest::addColumn<QString>("found");
+    const struct
+    {
+        SearchComparison c;
+        QVariant query;
+        const char* found;
+    } rows[] = {{kEqual, "Bento", "Bento"}, {kEqual, "bento", ""}, {kNotEqual, "Bento", "Alves Costa"},
+        {kLessThan, "Bento", "Alves"}, {kLessThanOrEqual, "Bento", "Alves Bento"}, {kGreaterThan, "Bento", "Costa"},
+        {kGreaterThanOrEqual, "Bento", "Bento Costa"}, {kEqualCaseInsensitive, "bENTO", "Bento"},
+        {kContainsSubString, "ent", "Bento"}, {kContainsSubString, "ENT", ""},
+        {kContainsSubStringCaseInsensitive, "ENT", "Bento"}, {kPrefixMatch, "Co", "Costa"}, {kPrefixMatch, "co", ""},
+        {kPrefixMatchCaseInsensitive, "co", "Costa"}, {kDoesNotContainSubString, "l", "Bento Costa"},
+        {kDoesNotContainSubString, "L", "Alves Bento Costa"},
+        {kDoesNotContainSubStringCaseInsensitive, "L", "Bento Costa"},
+        {kNotEqualCaseInsensitive, "alves", "Bento Costa"}, {kSuffixMatch, "ta", "Costa"}, {kSuffixMatch, "TA", ""},
+        {kSuffixMatchCaseInsensitive, "TA", "Costa"}, {kEqual, 2, "Bento"}, {kNotEqual, 2, "Alves Costa"},
+        {kLessThan, 2, "Alves"}, {kLessThanOrEqual, 2, "Alves Bento"}, {kGreaterThan, 2, "Costa"},
+        {kGreaterThanOrEqual, 2, "Bento Costa"}, {kBitsInBitFieldMatch, 1, "Alves Costa"}, {kContainsSubString, 2, ""}};
+    for (const auto& r : rows)
+        QTest::addRow("%d %s", r.c, qPrintable(r.query.toString()))
+            << int(r.c) << r.query << QString::fromLatin1(r.found);
+}
+
+void TestAddressBook::searchComparisons()
+{
+    QFETCH(int, comparison);
+    QFETCH(QVariant, query);
+    Home home;
+    home.write(home.contacts(QStringLiteral("p.vcf")),
+        "BEGIN:VCARD\nVERSION:3.0\nN:Alves;A;;;\nEND:VCARD\nBEGIN:VCARD\nVERSION:3.0\nN:Bento;B;;;\nEND:VCARD\n"
+        "BEGIN:VCARD\nVERSION:3.0\nN:Costa;C;;;\nEND:VCARD\n");
+    const auto book = System::AddressBook();
+    const auto people = book->Contacts();
+    for (qint32 i = 0; i < people.size(); ++i)
+        people[i]->setValue(QStringLiteral("Rank"), Variant(i + 1));
+    _ABFClass& c = _ABC();
+    const bool text = query.typeId() == QMetaType::QString;
+    const qint32 property = text ? c.kABLastNameProperty() : c.StringToCFString(QStringLiteral("Rank"));
+    const qint32 value = text ? c.StringToCFString(query.toString()) : _ABNumberCreate(qint32(query.toInt()));
+    const qint32 element = c.ABPersonCreateSearchElement(property, 0, 0, value, comparison);
+    const qint32 matches = c.ABCopyArrayOfMatchingRecords(book->abref, element);
+    QStringList found;
+    for (qint32 i = 0; i < _ABArrayGetCount(matches); ++i)
+        found << AddressBookContact(_ABArrayGetValue(matches, i), book->abref).LastName().Text();
+    for (qint32 h : {matches, element, value, text ? 0 : property})
+        _ABRelease(h);
+    QTEST(found.join(QLatin1Char(' ')), "found");
 }
 
 QTEST_GUILESS_MAIN(TestAddressBook)

@@ -14,6 +14,9 @@ namespace abplatform {
 // XDG_CONFIG_HOME at a temporary folder.
 QStringList addressBookPlaces();
 
+// The person or group behind a handle, or null.
+Record* recordAt(qint32 h);
+
 // Reads every collection; throws RuntimeException when none of the places exists.
 qint32 loadSharedBook(Platform& p);
 bool saveBook(Book& book);

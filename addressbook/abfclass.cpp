@@ -18,12 +18,6 @@ QString textOf(qint32 h)
     return platform().text(h);
 }
 
-Record* recordAt(qint32 h)
-{
-    Value* v = table().get(h);
-    return v && (v->kind == Kind::Person || v->kind == Kind::Group) ? static_cast<Record*>(v) : nullptr;
-}
-
 Book* sharedBook()
 {
     return table().as<Book>(platform().book);

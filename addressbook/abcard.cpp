@@ -305,8 +305,8 @@ void readLine(CardReading& c, const vcard::Property& p, int index)
         c.org = p.components(c.v).value(0);
         putText(c.r, kOrganizationProperty, c.org);
         break;
-    case FUid:
-        c.r.uid = p.text(c.v).trimmed();
+    case FUid: // without what no card can carry, so that the UID reads the same from the lines that name it
+        c.r.uid = p.text(c.v).trimmed().remove(QLatin1Char('\r')).remove(QChar(0));
         c.r.uidInCard = !c.r.uid.isEmpty();
         break;
     case FBday:
@@ -400,16 +400,16 @@ void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
     r.put(constantText(kUIDProperty), P.newString(r.uid, false));
     if (r.kind == Kind::Group) {
         auto& g = static_cast<Group&>(r);
-        g.unresolved.removeIf([&](const QByteArray& value) {
-            for (const QList<qint32>* list : {&g.members, &g.subgroups}) {
-                for (qint32 h : *list) {
-                    const auto* m = static_cast<const Record*>(P.table.get(h));
-                    if (m && (value == m->uid.toUtf8() || value == "urn:uuid:" + m->uid.toUtf8()))
-                        return true;
+        QSet<QByteArray> named; // a set, so that a group of many members saves in linear time
+        for (const QList<qint32>* list : {&g.members, &g.subgroups}) {
+            for (qint32 h : *list) {
+                if (const auto* m = static_cast<const Record*>(P.table.get(h))) {
+                    named.insert(m->uid.toUtf8());
+                    named.insert("urn:uuid:" + m->uid.toUtf8());
                 }
             }
-            return false;
-        });
+        }
+        g.unresolved.removeIf([&](const QByteArray& value) { return named.contains(value); });
     }
 }
 

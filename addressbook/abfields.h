@@ -47,22 +47,27 @@ constexpr quint32 bit(int field)
 struct PropertyInfo
 {
     Constant key;
-    int type;
+    PropertyType type;
     int field;
 };
 
-inline constexpr PropertyInfo kPersonProperties[] = {{kFirstNameProperty, 1, FName}, {kLastNameProperty, 1, FName},
-    {kMiddleNameProperty, 1, FName}, {kTitleProperty, 1, FName}, {kSuffixProperty, 1, FName},
-    {kNicknameProperty, 1, FNickname}, {kMaidenNameProperty, 1, FMaiden}, {kFirstNamePhoneticProperty, 1, FPhFirst},
-    {kLastNamePhoneticProperty, 1, FPhLast}, {kMiddleNamePhoneticProperty, 1, FPhMiddle},
-    {kOrganizationProperty, 1, FOrg}, {kJobTitleProperty, 1, FTitle}, {kBirthdayProperty, 4, FBday},
-    {kHomePageProperty, 1, FUrl}, {kEmailProperty, 257, FEmail}, {kPhoneProperty, 257, FTel},
-    {kAddressProperty, 262, FAdr}, {kAIMInstantProperty, 257, FAim}, {kJabberInstantProperty, 257, FJabber},
-    {kMSNInstantProperty, 257, FMsn}, {kYahooInstantProperty, 257, FYahoo}, {kICQInstantProperty, 257, FIcq},
-    {kNoteProperty, 1, FNote}, {kUIDProperty, 1, FUid}, {kCreationDateProperty, 4, -1},
-    {kModificationDateProperty, 4, FRev}};
-inline constexpr PropertyInfo kGroupProperties[] = {{kUIDProperty, 1, FUid}, {kGroupNameProperty, 1, FGroupName},
-    {kCreationDateProperty, 4, -1}, {kModificationDateProperty, 4, FRev}};
+inline constexpr PropertyInfo kPersonProperties[]
+    = {{kFirstNameProperty, kStringType, FName}, {kLastNameProperty, kStringType, FName},
+        {kMiddleNameProperty, kStringType, FName}, {kTitleProperty, kStringType, FName},
+        {kSuffixProperty, kStringType, FName}, {kNicknameProperty, kStringType, FNickname},
+        {kMaidenNameProperty, kStringType, FMaiden}, {kFirstNamePhoneticProperty, kStringType, FPhFirst},
+        {kLastNamePhoneticProperty, kStringType, FPhLast}, {kMiddleNamePhoneticProperty, kStringType, FPhMiddle},
+        {kOrganizationProperty, kStringType, FOrg}, {kJobTitleProperty, kStringType, FTitle},
+        {kBirthdayProperty, kDateType, FBday}, {kHomePageProperty, kStringType, FUrl},
+        {kEmailProperty, kMultiStringType, FEmail}, {kPhoneProperty, kMultiStringType, FTel},
+        {kAddressProperty, kMultiDictionaryType, FAdr}, {kAIMInstantProperty, kMultiStringType, FAim},
+        {kJabberInstantProperty, kMultiStringType, FJabber}, {kMSNInstantProperty, kMultiStringType, FMsn},
+        {kYahooInstantProperty, kMultiStringType, FYahoo}, {kICQInstantProperty, kMultiStringType, FIcq},
+        {kNoteProperty, kStringType, FNote}, {kUIDProperty, kStringType, FUid}, {kCreationDateProperty, kDateType, -1},
+        {kModificationDateProperty, kDateType, FRev}};
+inline constexpr PropertyInfo kGroupProperties[]
+    = {{kUIDProperty, kStringType, FUid}, {kGroupNameProperty, kStringType, FGroupName},
+        {kCreationDateProperty, kDateType, -1}, {kModificationDateProperty, kDateType, FRev}};
 
 // Fields held in one line of text, and the line's name.
 struct TextField

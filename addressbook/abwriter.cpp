@@ -201,7 +201,7 @@ QByteArray textLines(const CardWriting& w, const TextField& t)
     const QString text = w.text(t.key);
     if (text.isEmpty())
         return QByteArray();
-    return w.lineOf(t.field, t.name, t.escaped ? vcard::escapeText(text, w.v) : text.toUtf8());
+    return w.lineOf(t.field, t.name, t.escaped ? vcard::escapeText(text, w.v) : vcard::escapeUri(text));
 }
 
 QByteArray nameLines(const CardWriting& w)
@@ -280,11 +280,11 @@ QByteArray memberLines(const CardWriting& w)
     for (const QList<qint32>* list : {&g.members, &g.subgroups}) {
         for (qint32 h : *list) {
             if (const auto* m = static_cast<const Record*>(platform().table.get(h)))
-                out += w.line(p, "urn:uuid:" + m->uid.toUtf8());
+                out += w.line(p, "urn:uuid:" + vcard::escapeUri(m->uid));
         }
     }
     for (const QByteArray& value : g.unresolved)
-        out += w.line(p, value);
+        out += w.line(p, vcard::escapeUri(QString::fromUtf8(value)));
     return out;
 }
 
@@ -306,7 +306,7 @@ QByteArray fieldLines(const Record& r, int field, Version v, const QByteArray& e
     case FOrg:
         return orgLines(w);
     case FUid:
-        return w.lineOf(FUid, "UID", r.uid.toUtf8());
+        return w.lineOf(FUid, "UID", vcard::escapeUri(r.uid));
     case FBday:
     case FRev:
         return dateLines(w, field);
@@ -339,6 +339,8 @@ void adopt(FileRecord& file, const QByteArray& bytes, const QList<qint32>& recor
     file.clean = parsed.clean;
     file.cards = parsed.cards;
     file.records = records;
+    if (parsed.cards.size() != records.size()) // not what was written: never written over again
+        file.clean = false;
     for (qsizetype i = 0; i < records.size() && i < parsed.cards.size(); ++i) {
         Record* r = recordAt(records[i]);
         reload(*r, parsed.cards[i]);
@@ -425,6 +427,15 @@ bool saveBook(Book& book)
             }
         }
     }
+    // Every card is made before any file is written: a card that cannot be written leaves all files as
+    // they are.
+    struct Write
+    {
+        FileRecord* file; // none for a record that gets a file of its own
+        QByteArray bytes;
+        QList<qint32> kept;
+    };
+    QList<Write> writes;
     for (FileRecord* file : std::as_const(touched)) {
         if (!file->clean) { // never rewrite what could not be read whole
             ok = false;
@@ -433,24 +444,14 @@ bool saveBook(Book& book)
         QByteArray out = file->gaps.value(0);
         QList<qint32> kept;
         for (qsizetype i = 0; i < file->cards.size(); ++i) {
-            const Record* r = recordAt(file->records[i]);
+            const Record* r = recordAt(file->records.value(i));
             if (r && r->file == file && r->inBook) {
                 out += r->dirty ? regenerate(*r, file->eol) : file->cards[i]->raw;
                 kept.append(file->records[i]);
             }
             out += file->gaps.value(i + 1);
         }
-        if (kept.isEmpty()) {
-            ok = QFile::remove(file->path) && ok;
-            file->cards.clear();
-            file->records.clear();
-            continue;
-        }
-        if (!writeFile(file->path, out)) {
-            ok = false;
-            continue;
-        }
-        adopt(*file, out, kept);
+        writes.append({file, out, kept});
     }
     for (const QList<qint32>* list : {&book.people, &book.groups}) {
         for (qint32 h : *list) {
@@ -461,17 +462,27 @@ bool saveBook(Book& book)
                 ok = false;
                 continue;
             }
-            const QByteArray bytes = !r->dirty && r->card ? r->card->raw : regenerate(*r, "\r\n");
-            const QString path = newFilePath(book.target, r->uid);
-            if (!writeFile(path, bytes)) {
-                ok = false;
-                continue;
-            }
-            auto file = std::make_unique<FileRecord>();
-            file->path = path;
-            adopt(*file, bytes, {h});
-            book.files.push_back(std::move(file));
+            writes.append({nullptr, !r->dirty && r->card ? r->card->raw : regenerate(*r, "\r\n"), {h}});
         }
+    }
+    for (Write& w : writes) {
+        if (w.file && w.kept.isEmpty()) {
+            ok = QFile::remove(w.file->path) && ok;
+            w.file->cards.clear();
+            w.file->records.clear();
+            continue;
+        }
+        const QString path = w.file ? w.file->path : newFilePath(book.target, recordAt(w.kept[0])->uid);
+        if (!writeFile(path, w.bytes)) {
+            ok = false;
+            continue;
+        }
+        if (!w.file) {
+            book.files.push_back(std::make_unique<FileRecord>());
+            w.file = book.files.back().get();
+            w.file->path = path;
+        }
+        adopt(*w.file, w.bytes, w.kept);
     }
     for (qint32 h : std::as_const(book.removed)) {
         if (Record* r = recordAt(h); r && r->file && !r->file->records.contains(h))

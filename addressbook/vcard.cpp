@@ -276,15 +276,26 @@ public:
     }
 
 private:
-    // Decided by the same parameters that decode the value; unknown until the name and parameters
-    // have ended with their ':'.
+    // Decided by the same parameters that decode the value, once the name and parameters have ended
+    // with their ':'. The look resumes where it stopped, so that a long head folded over many lines stays
+    // linear.
     bool quotedPrintable()
     {
         if (m_qp == 0) {
-            Property p;
-            if (!parseProperty(QByteArrayView(m_logical).trimmed(), p, Version::V30))
+            for (; m_scan < m_logical.size(); ++m_scan) {
+                const char c = m_logical[m_scan];
+                if (m_inParams && c == '"')
+                    m_quoted = !m_quoted;
+                else if (!m_quoted && c == ';')
+                    m_inParams = true;
+                else if (!m_quoted && c == ':')
+                    break;
+            }
+            if (m_scan >= m_logical.size())
                 return false;
-            m_qp = isQuotedPrintable(p.params) ? 1 : 2;
+            Property p;
+            const QByteArrayView head = QByteArrayView(m_logical).first(m_scan + 1).trimmed();
+            m_qp = parseProperty(head, p, Version::V30) && isQuotedPrintable(p.params) ? 1 : 2;
         }
         return m_qp == 1;
     }
@@ -296,6 +307,8 @@ private:
         handle(QByteArrayView(m_logical).trimmed(), m_logicalStart, end);
         m_logicalStart = -1;
         m_qp = 0;
+        m_scan = 0;
+        m_quoted = m_inParams = false;
     }
 
     void startCard(qsizetype start, QByteArray gap)
@@ -355,6 +368,8 @@ private:
     QByteArray m_logical;
     qsizetype m_logicalStart = -1;
     int m_qp = 0; // whether the logical line is quoted-printable: 0 not yet known, 1 yes, 2 no
+    qsizetype m_scan = 0; // how far its head has been looked at
+    bool m_quoted = false, m_inParams = false;
 };
 
 } // namespace

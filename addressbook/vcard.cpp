@@ -638,18 +638,20 @@ QByteArray formatProperty(const Property& property, Version version, const QByte
             else if (cut - 2 >= head && line[cut - 2] == '=')
                 cut -= 2;
         } else if (keepsBlank) {
-            while (cut > pos + 1 && line[cut] != ' ' && line[cut] != '\t')
+            // Nor after a carriage return, which a file of bare line feeds would take for part of its line end.
+            const auto fits = [&](qsizetype i) { return (line[i] == ' ' || line[i] == '\t') && line[i - 1] != '\r'; };
+            while (cut > pos + 1 && !fits(cut))
                 --cut;
-            if (line[cut] != ' ' && line[cut] != '\t') {
-                cut = line.indexOf(' ', pos + 76);
-                const qsizetype tab = line.indexOf('\t', pos + 76);
-                cut = cut < 0 ? tab : tab < 0 ? cut : qMin(cut, tab);
-                if (cut < 0)
+            if (!fits(cut)) {
+                cut = pos + 76;
+                while (cut < line.size() && !fits(cut))
+                    ++cut;
+                if (cut >= line.size())
                     break;
             }
         } else {
-            while (cut > pos + 1 && (uchar(line[cut]) & 0xC0) == 0x80)
-                --cut; // nor a UTF-8 sequence
+            while (cut > pos + 1 && ((uchar(line[cut]) & 0xC0) == 0x80 || line[cut - 1] == '\r'))
+                --cut; // nor inside a UTF-8 sequence
         }
         out += QByteArrayView(line).sliced(pos, cut - pos);
         out += qp ? '=' + eol : keepsBlank ? eol : eol + ' ';

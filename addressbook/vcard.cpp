@@ -316,6 +316,7 @@ private:
         m_file.gaps.append(std::move(gap));
         m_card = std::make_shared<Card>();
         m_cardStart = start;
+        m_versioned = false;
     }
 
     void handle(QByteArrayView content, qsizetype start, qsizetype end)
@@ -355,8 +356,10 @@ private:
             return;
         }
         p.raw = m_data.mid(start, end - start);
-        if (p.name == "VERSION")
+        if (p.name == "VERSION" && !m_versioned) { // a second one changes nothing already read
             m_card->version = versionOf(p.value);
+            m_versioned = true;
+        }
         m_card->props.append(std::move(p));
     }
 
@@ -368,6 +371,7 @@ private:
     QByteArray m_logical;
     qsizetype m_logicalStart = -1;
     int m_qp = 0; // whether the logical line is quoted-printable: 0 not yet known, 1 yes, 2 no
+    bool m_versioned = false; // the card's VERSION has been read
     qsizetype m_scan = 0; // how far its head has been looked at
     bool m_quoted = false, m_inParams = false;
 };

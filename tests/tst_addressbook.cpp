@@ -161,8 +161,8 @@ void TestAddressBook::readPersons_data()
                       "TEL;TYPE=cell;VALUE=uri:tel:+351 9\r\nEND:VCARD\r\n")
         << QStringLiteral("first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12;"
                           "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt");
-    QTest::newRow("2.1: a folded line keeps its blank")
-        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nNOTE:a\n\tb\nEND:VCARD\n")
+    QTest::newRow("2.1: a folded line keeps its blank; a second VERSION changes nothing")
+        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")
         << QStringLiteral("first=Dick;last=Van Dyke;note=a\tb");
     QTest::newRow("only FN, with a particle") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n")
                                               << QStringLiteral("first=Maria;last=da Silva");
@@ -574,7 +574,7 @@ void TestAddressBook::hostileInput()
 }
 
 // Values that the reader unescapes or unquotes, and names it would not read back, on their way to disk: each
-// edit is saved twice, and the book read again from the files.
+// edit is saved, the file saved once more, and the book read again from the files.
 void TestAddressBook::hostileWrite_data()
 {
     QTest::addColumn<QByteArray>("cards");
@@ -585,10 +585,9 @@ void TestAddressBook::hostileWrite_data()
     const QByteArray ana = "BEGIN:VCARD\nVERSION:3.0\nUID:a\\nb\nN:Lima;Ana;;;\nEND:VCARD\n";
     const QStringList lima{QStringLiteral("first=Ana;last=Lima")};
     QTest::newRow("member holding an escaped card end") << ana
-            + "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Team\nMEMBER:urn:uuid:a\\nb\n"
-              "MEMBER:x\\nEND:VCARD\\nBEGIN:VCARD\\nFN:Eve\nEND:VCARD\n"
-                                                        << QByteArray() << "rename"
-                                                        << "Crew" << lima + QStringList{QStringLiteral("Crew:Lima")};
+            + "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Team\nMEMBER:x\\nEND:VCARD\\nBEGIN:VCARD\\nFN:Eve\nEND:VCARD\n"
+                                                        << QByteArray() << "add"
+                                                        << "" << lima + QStringList{QStringLiteral("Team:Lima")};
     QTest::newRow("URL with a line break")
         << ana << QByteArray() << "homepage"
         << "http://a/\nEND:VCARD" << QStringList{lima[0] + QStringLiteral(";url=http://a/\nEND:VCARD")};
@@ -629,16 +628,14 @@ void TestAddressBook::hostileWrite()
         const auto person = book->Contacts().value(0);
         const auto group = book->Groups().value(0);
         for (int round = 0; round < 2; ++round) {
-            if (edit == QLatin1String("rename"))
-                group->setName(value);
+            if (round) // the file is written once more, from what was read back
+                person->setJobTitle(QString());
             else if (edit == QLatin1String("homepage"))
                 person->setHomepage(value);
             else if (edit == QLatin1String("note"))
                 person->setNote(value);
-            else if (edit == QLatin1String("add"))
-                group->Add(*person);
             else
-                person->EmailAddresses().Append(QStringLiteral("Work"), Variant(value));
+                group->Add(*person);
             if (expected.isEmpty()) {
                 QVERIFY_THROWS_EXCEPTION(RuntimeException, book->Save());
                 QCOMPARE(home.read(a), cards);

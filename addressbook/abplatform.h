@@ -196,6 +196,8 @@ struct FileRecord
     QList<QByteArray> gaps;
     QByteArray eol;
     bool clean = true;
+    QByteArray stamp; // what the file was when read or written (absource.h)
+    int source = 0; // the source it was read from, in the book's order
 };
 
 struct Book final : Value
@@ -209,6 +211,7 @@ struct Book final : Value
     std::vector<std::unique_ptr<FileRecord>> files;
     QList<qint32> people, groups; // held
     QList<qint32> removed; // held until the next save deletes their cards
+    QList<qint32> retired; // held, in no list: duplicates, and records whose card has changed or gone
     qint32 me = 0;
     QHash<QString, QHash<QString, int>> customTypes; // record type, property key, property type
 };

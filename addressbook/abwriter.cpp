@@ -1,4 +1,5 @@
 #include "abfields.h"
+#include "absource.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -451,6 +452,7 @@ bool saveBook(Book& book)
             continue;
         }
         adopt(*file, out, kept);
+        file->stamp = fileStamp(file->path);
     }
     for (const QList<qint32>* list : {&book.people, &book.groups}) {
         for (qint32 h : *list) {
@@ -470,6 +472,7 @@ bool saveBook(Book& book)
             auto file = std::make_unique<FileRecord>();
             file->path = path;
             adopt(*file, bytes, {h});
+            file->stamp = fileStamp(path);
             book.files.push_back(std::move(file));
         }
     }

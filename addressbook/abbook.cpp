@@ -24,7 +24,6 @@ std::unique_ptr<FileRecord> readUnit(Source& source, const Unit& unit)
 {
     auto file = std::make_unique<FileRecord>();
     file->path = unit.path;
-    file->source = unit.source;
     std::optional<vcard::File> parsed = source.read(unit);
     if (!parsed) {
         file->clean = false; // and no stamp: tried again at the next opening
@@ -96,9 +95,9 @@ void resolveMembers(Book& book)
     }
 }
 
-// The book's lists made anew from its files, in source order: a person whose UID an earlier source
-// already gave is left out, and so is a group. Records that leave the lists stay held, so that the
-// handles given out keep answering.
+// The book's lists made anew from its files, in source order: a person whose UID an earlier file
+// already gave (the same card reached through two places) is left out, and so is a group. Records that leave the lists
+// stay held, so that the handles given out keep answering.
 void compose(Book& book)
 {
     Platform& P = platform();
@@ -111,17 +110,17 @@ void compose(Book& book)
             categories.insert(g->category.toCaseFolded(), h);
     }
     QList<qint32> people, groups;
-    QHash<QString, int> uidSource;
+    QHash<QString, const FileRecord*> uidFile;
     QSet<qint32> categoryUsed;
     for (const auto& file : book.files) {
         for (qint32 h : std::as_const(file->records)) {
             held.insert(h);
             Record* r = recordAt(h);
             if (r->uidInCard) {
-                const auto it = uidSource.constFind(r->uid);
-                if (it != uidSource.cend() && *it != file->source)
+                const auto it = uidFile.constFind(r->uid);
+                if (it != uidFile.cend() && *it != file.get())
                     continue;
-                uidSource.insert(r->uid, file->source);
+                uidFile.insert(r->uid, file.get());
             }
             if (r->kind == Kind::Group) {
                 resetMembers(*static_cast<Group*>(r));

@@ -197,7 +197,6 @@ struct FileRecord
     QByteArray eol;
     bool clean = true;
     QByteArray stamp; // what the file was when read or written (absource.h)
-    int source = 0; // the source it was read from, in the book's order
 };
 
 struct Book final : Value

@@ -1,4 +1,5 @@
 #include "abfields.h"
+#include "absource.h"
 #include "exceptions.h"
 
 #include <QDir>
@@ -6,59 +7,59 @@
 #include <QFileInfo>
 #include <QSet>
 #include <QStandardPaths>
+#include <unordered_map>
 
-// Finding the user's books and loading them.
+// The shared book as its sources hold it now: read on first use, and at each later use only what
+// changed since.
 namespace abplatform {
 namespace {
 
-bool hasVcards(const QString& folder)
+// One record held by the book, out of its lists: a duplicate, or the old state of a changed card.
+void retire(Book& book, qint32 h)
 {
-    for (const QString& name : QDir(folder).entryList({QStringLiteral("*.vcf")}, QDir::Files)) {
-        if (!name.startsWith(QLatin1Char('.')))
-            return true;
-    }
-    return false;
+    book.retired.append(h);
 }
 
-// Reads one file; its records join the book in file order.
-void readFile(Book& book, const QString& path, QHash<QString, qint32>& categoryGroups)
+std::unique_ptr<FileRecord> readUnit(Source& source, const Unit& unit)
 {
-    Platform& P = platform();
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return;
-    vcard::File parsed = vcard::parse(f.readAll());
     auto file = std::make_unique<FileRecord>();
-    file->path = path;
-    file->gaps = std::move(parsed.gaps);
-    file->eol = parsed.eol;
-    file->clean = parsed.clean;
-    for (const std::shared_ptr<vcard::Card>& card : parsed.cards) {
-        const bool group = isGroupCard(*card);
-        const qint32 h = newRecord(card, group, false);
-        auto* r = P.table.as<Person>(h) ? static_cast<Record*>(P.table.as<Person>(h)) : P.table.as<Group>(h);
+    file->path = unit.path;
+    std::optional<vcard::File> parsed = source.read(unit);
+    if (!parsed) {
+        file->clean = false; // and no stamp: tried again at the next opening
+        return file;
+    }
+    file->stamp = unit.stamp;
+    file->gaps = std::move(parsed->gaps);
+    file->eol = parsed->eol;
+    file->clean = parsed->clean;
+    for (const std::shared_ptr<vcard::Card>& card : parsed->cards) {
+        const qint32 h = newRecord(card, isGroupCard(*card), false);
+        Record* r = recordAt(h);
         r->file = file.get();
         r->inBook = true;
         file->cards.append(card);
         file->records.append(h);
-        (group ? book.groups : book.people).append(h);
-        if (group)
-            continue;
-        for (const QString& name : static_cast<Person*>(r)->categories) {
-            qint32& g = categoryGroups[name.toCaseFolded()];
-            if (!g) {
-                g = newRecord(nullptr, true, false);
-                Group* made = P.table.as<Group>(g);
-                made->category = name;
-                made->inBook = true;
-                made->put(constantText(kGroupNameProperty), P.newString(name, false));
-                book.groups.append(g);
-            }
-            P.table.as<Group>(g)->members.append(h);
-            P.table.retain(h);
-        }
     }
-    book.files.push_back(std::move(file));
+    return file;
+}
+
+// A group read from a card takes its members from the card again, as they are named there.
+void resetMembers(Group& g)
+{
+    Platform& P = platform();
+    for (QList<qint32>* list : {&g.members, &g.subgroups}) {
+        for (qint32 h : std::as_const(*list))
+            P.table.release(h);
+        list->clear();
+    }
+    if (!g.category.isEmpty() || !g.card)
+        return;
+    g.unresolved.clear();
+    for (const vcard::Property& p : g.card->props) {
+        if (p.tag == FMembers)
+            g.unresolved.append(p.text(g.card->version).trimmed().toUtf8());
+    }
 }
 
 void resolveMembers(Book& book)
@@ -94,6 +95,76 @@ void resolveMembers(Book& book)
     }
 }
 
+// The book's lists made anew from its files, in source order: a person whose UID an earlier file
+// already gave (the same card reached through two places) is left out, and so is a group. Records that leave the lists
+// stay held, so that the handles given out keep answering.
+void compose(Book& book)
+{
+    Platform& P = platform();
+    QSet<qint32> held(book.retired.cbegin(), book.retired.cend());
+    for (const QList<qint32>* list : {&book.people, &book.groups})
+        held.unite(QSet<qint32>(list->cbegin(), list->cend()));
+    QHash<QString, qint32> categories;
+    for (qint32 h : std::as_const(book.groups)) {
+        if (Group* g = P.table.as<Group>(h); g && !g->category.isEmpty())
+            categories.insert(g->category.toCaseFolded(), h);
+    }
+    QList<qint32> people, groups;
+    QHash<QString, const FileRecord*> uidFile;
+    QSet<qint32> categoryUsed;
+    for (const auto& file : book.files) {
+        for (qint32 h : std::as_const(file->records)) {
+            held.insert(h);
+            Record* r = recordAt(h);
+            if (r->uidInCard) {
+                const auto it = uidFile.constFind(r->uid);
+                if (it != uidFile.cend() && *it != file.get())
+                    continue;
+                uidFile.insert(r->uid, file.get());
+            }
+            if (r->kind == Kind::Group) {
+                resetMembers(*static_cast<Group*>(r));
+                groups.append(h);
+                continue;
+            }
+            people.append(h);
+            for (const QString& name : static_cast<Person*>(r)->categories) {
+                qint32& g = categories[name.toCaseFolded()];
+                if (!g) {
+                    g = newRecord(nullptr, true, false);
+                    Group* made = P.table.as<Group>(g);
+                    made->category = name;
+                    made->inBook = true;
+                    made->put(constantText(kGroupNameProperty), P.newString(name, false));
+                }
+                if (!categoryUsed.contains(g)) {
+                    categoryUsed.insert(g);
+                    resetMembers(*P.table.as<Group>(g));
+                    groups.append(g);
+                }
+                P.table.as<Group>(g)->members.append(h);
+                P.table.retain(h);
+            }
+        }
+    }
+    for (qint32 g : std::as_const(categories)) {
+        if (!categoryUsed.contains(g)) {
+            resetMembers(*P.table.as<Group>(g));
+            held.insert(g);
+        }
+    }
+    book.people = people;
+    book.groups = groups;
+    QSet<qint32> listed(people.cbegin(), people.cend());
+    listed.unite(QSet<qint32>(groups.cbegin(), groups.cend()));
+    book.retired.clear();
+    for (qint32 h : std::as_const(held)) {
+        if (!listed.contains(h))
+            retire(book, h);
+    }
+    resolveMembers(book);
+}
+
 } // namespace
 
 Record* recordAt(qint32 h)
@@ -102,77 +173,57 @@ Record* recordAt(qint32 h)
     return v && (v->kind == Kind::Person || v->kind == Kind::Group) ? static_cast<Record*>(v) : nullptr;
 }
 
-QStringList addressBookPlaces()
-{
-    const QString home = QDir::homePath();
-    QStringList places{
-        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/contacts"),
-        home + QLatin1String("/.contacts")};
-    QFile conf(
-        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QLatin1String("/khard/khard.conf"));
-    if (conf.open(QIODevice::ReadOnly)) {
-        bool inBooks = false;
-        while (!conf.atEnd()) {
-            const QString line = QString::fromUtf8(conf.readLine()).trimmed();
-            if (line.startsWith(QLatin1String("[")) && !line.startsWith(QLatin1String("[["))) {
-                inBooks = line.compare(QLatin1String("[addressbooks]"), Qt::CaseInsensitive) == 0;
-            } else if (inBooks && line.section(QLatin1Char('='), 0, 0).trimmed() == QLatin1String("path")) {
-                QString path = line.section(QLatin1Char('='), 1).trimmed();
-                if (path.size() >= 2 && (path.front() == QLatin1Char('"') || path.front() == QLatin1Char('\''))
-                    && path.back() == path.front())
-                    path = path.mid(1, path.size() - 2);
-                if (path == QLatin1String("~") || path.startsWith(QLatin1String("~/")))
-                    path = home + path.mid(1);
-                places.append(path);
-            }
-        }
-    }
-    return places;
-}
-
 qint32 loadSharedBook(Platform& P)
 {
-    QStringList collections;
-    QString target;
+    std::unique_ptr<Source> sources[] = {vcardFolders(0), evolutionBooks(1), thunderbirdBooks(2)};
+    QList<Unit> units;
     bool any = false;
-    auto addCollection = [&](const QString& folder) {
-        const QString canonical = QFileInfo(folder).canonicalFilePath();
-        if (collections.contains(canonical))
-            return;
-        collections.append(canonical);
-        if (target.isEmpty() && QFileInfo(canonical).isWritable())
-            target = canonical;
-    };
-    QString fallback;
-    for (const QString& place : addressBookPlaces()) {
-        if (!QFileInfo(place).isDir())
-            continue;
-        any = true;
-        if (fallback.isEmpty() && QFileInfo(place).isWritable())
-            fallback = QFileInfo(place).canonicalFilePath();
-        if (hasVcards(place))
-            addCollection(place);
-        for (const QString& sub : QDir(place).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
-            if (hasVcards(place + QLatin1Char('/') + sub))
-                addCollection(place + QLatin1Char('/') + sub);
-        }
-    }
+    for (const auto& s : sources)
+        any = s->units(units) || any;
     if (!any)
-        throw RuntimeException(QStringLiteral("No address book: none of its folders exists"));
-    auto book = std::make_unique<Book>();
-    Book& b = *book;
-    b.target = target.isEmpty() ? fallback : target;
-    const qint32 handle = P.table.add(std::move(book), false);
-    P.table.makeImmortal(handle);
-    QHash<QString, qint32> categoryGroups;
-    for (const QString& folder : std::as_const(collections)) {
-        for (const QString& name : QDir(folder).entryList({QStringLiteral("*.vcf")}, QDir::Files, QDir::Name)) {
-            if (!name.startsWith(QLatin1Char('.')))
-                readFile(b, folder + QLatin1Char('/') + name, categoryGroups);
+        throw RuntimeException(QStringLiteral("No address book: none of its places exists"));
+    if (!P.book) {
+        P.book = P.table.add(std::make_unique<Book>(), false);
+        P.table.makeImmortal(P.book);
+    }
+    Book& book = *P.table.as<Book>(P.book);
+    book.target = sources[0]->target();
+    // The program's own changes wait for Save: until then the book stays as the program left it.
+    if (hasUnsavedChanges(book))
+        return P.book;
+    QSet<QString> seen;
+    units.removeIf([&](const Unit& u) {
+        const bool twice = seen.contains(u.path);
+        seen.insert(u.path);
+        return twice;
+    });
+    const bool same = qsizetype(book.files.size()) == units.size()
+        && std::equal(units.cbegin(), units.cend(), book.files.cbegin(), [](const Unit& u, const auto& f) {
+               return !u.stamp.isEmpty() && u.path == f->path && u.stamp == f->stamp;
+           });
+    if (same)
+        return P.book;
+    std::unordered_map<QString, std::unique_ptr<FileRecord>> old;
+    for (auto& f : book.files)
+        old.emplace(f->path, std::move(f));
+    book.files.clear();
+    for (const Unit& u : std::as_const(units)) {
+        auto it = old.find(u.path);
+        if (it != old.end() && !u.stamp.isEmpty() && it->second->stamp == u.stamp) {
+            book.files.push_back(std::move(it->second));
+            old.erase(it);
+        } else {
+            book.files.push_back(readUnit(*sources[u.source], u));
         }
     }
-    resolveMembers(b);
-    return handle;
+    for (const auto& [path, file] : old) {
+        for (qint32 h : std::as_const(file->records)) {
+            if (Record* r = recordAt(h); r && r->file == file.get())
+                r->file = nullptr;
+        }
+    }
+    compose(book);
+    return P.book;
 }
 
 qint32 personFromCard(const std::shared_ptr<vcard::Card>& card)

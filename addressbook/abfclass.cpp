@@ -167,10 +167,7 @@ AB_CONSTANTS(AB_ACCESSOR)
 
 qint32 _ABFClass::ABGetSharedAddressBook()
 {
-    Platform& p = platform();
-    if (!p.book)
-        p.book = loadSharedBook(p);
-    return p.book;
+    return loadSharedBook(platform());
 }
 
 qint32 _ABFClass::ABCopyArrayOfMatchingRecords(qint32 addressBook, qint32 search)

@@ -197,6 +197,7 @@ struct FileRecord
     QList<QByteArray> gaps;
     QByteArray eol;
     bool clean = true;
+    QByteArray stamp; // what the file was when read or written (absource.h)
 };
 
 struct Book final : Value
@@ -210,6 +211,7 @@ struct Book final : Value
     std::vector<std::unique_ptr<FileRecord>> files;
     QList<qint32> people, groups; // held
     QList<qint32> removed; // held until the next save deletes their cards
+    QList<qint32> retired; // held, in no list: duplicates, and records whose card has changed or gone
     qint32 me = 0;
     QHash<QString, QHash<QString, int>> customTypes; // record type, property key, property type
 };

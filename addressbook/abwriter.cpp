@@ -1,4 +1,5 @@
 #include "abfields.h"
+#include "absource.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -483,6 +484,7 @@ bool saveBook(Book& book)
             w.file->path = path;
         }
         adopt(*w.file, w.bytes, w.kept);
+        w.file->stamp = fileStamp(path);
     }
     for (qint32 h : std::as_const(book.removed)) {
         if (Record* r = recordAt(h); r && r->file && !r->file->records.contains(h))

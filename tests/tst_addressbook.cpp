@@ -774,182 +774,180 @@ void TestAddressBook::searchComparisons()
     for (qint32 h : {matches, element, value, text ? 0 : property})
         _ABRelease(h);
     QTEST(found.join(QLatin1Char(' ')), "found");
-    void TestAddressBook::sources_data()
-    {
-        QTest::addColumn<QStringList>("files"); // "path|content", paths under the home
-        QTest::addColumn<QStringList>("env"); // "NAME=value", ~ standing for the home
-        QTest::addColumn<QByteArray>("abook"); // SQL that fills a Thunderbird book; none if empty
-        QTest::addColumn<bool>("wal");
-        QTest::addColumn<QStringList>("expected");
-        const QByteArray tb
-            = "INSERT INTO properties VALUES ('c1', '_vCard', 'BEGIN:VCARD\nVERSION:4.0\nFN:Ana Silva\n"
-              "N:Silva;Ana;;;\nEMAIL;PREF=1:ana@a.pt\nUID:c1\nEND:VCARD\n'), ('c1', 'DisplayName', "
-              "'Ana Silva'), ('c1', 'PrimaryEmail', 'ana@a.pt'), ('c2', 'FirstName', 'Bo'), ('c2', "
-              "'LastName', 'Berg'), ('c2', 'PrimaryEmail', 'bo@b.se'), ('c2', 'SecondEmail', 'b2@b.se');\n"
-              "INSERT INTO lists VALUES ('l1', 'Team', '', '');\n"
-              "INSERT INTO list_cards VALUES ('l1', 'c1'), ('l1', 'c2');\n";
-        const QStringList thunderbirdBook{"Ana Silva ana@a.pt", "Bo Berg bo@b.se", "Team 2"};
-        QTest::newRow("khard: $VAR, ${VAR}, ~ and KHARD_CONFIG")
-            << QStringList{"conf/k.conf|[addressbooks]\n[[a]]\npath = $BOOKS/one\n[[b]]\npath = \"${BOOKS}/two\"\n"
-                           "[[c]]\npath = ~/three/\n",
-                   "books/one/a.vcf|" + vcf("a", "Alves", "Ann"), "books/two/b.vcf|" + vcf("b", "Berg", "Bo"),
-                   "three/c.vcf|" + vcf("c", "Cruz", "Cy")}
-            << QStringList{"KHARD_CONFIG=~/conf/k.conf", "BOOKS=~/books"} << QByteArray() << false
-            << QStringList{"Ann Alves ", "Bo Berg ", "Cy Cruz "};
-        QTest::newRow("khard: discover")
-            << QStringList{".config/khard/khard.conf|[addressbooks]\n[[all]]\npath = ~/books/*/\ntype = discover\n",
-                   "books/x/a.vcf|" + vcf("a", "Alves", "Ann"), "books/y/b.vcf|" + vcf("b", "Berg", "Bo")}
-            << QStringList() << QByteArray() << false << QStringList{"Ann Alves ", "Bo Berg "};
-        QTest::newRow("vdirsyncer: file extension, collections, calendars left out")
-            << QStringList{"vd/config|[general]\nstatus_path = \"~/status/\"\n\n[storage book]\ntype = \"filesystem\"\n"
-                           "path = \"~/sync/\"\nfileext = \".vcard\"\n\n[storage cal]\ntype = \"filesystem\"\n"
-                           "path = \"~/cal/\"\nfileext = \".ics\"\n",
-                   "sync/work/a.vcard|" + vcf("a", "Alves", "Ann"), "sync/work/x.vcf|" + vcf("x", "Other", "Ext"),
-                   "cal/home/e.ics|" + vcf("e", "Event", "Not")}
-            << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false << QStringList{"Ann Alves "};
-        QTest::newRow("Thunderbird, its log beside") << QStringList() << QStringList() << tb << true << thunderbirdBook;
-        QTest::newRow("Thunderbird, no log") << QStringList() << QStringList() << tb << false << thunderbirdBook;
-        // One folder reached twice, a UID that Thunderbird also has (the folder comes first), and two people
-        // who share a name; groups in source order.
-        QTest::newRow("one person once")
-            << QStringList{".config/khard/khard.conf|[addressbooks]\n[[again]]\npath = ~/.contacts\n",
-                   ".contacts/a.vcf|" + vcf("c1", "Silva", "Ana", "EMAIL:folder@a.pt\nCATEGORIES:Friends\n"),
-                   ".contacts/b.vcf|" + vcf("b9", "Berg", "Bo")}
-            << QStringList() << tb << false
-            << QStringList{"Ana Silva folder@a.pt", "Bo Berg ", "Bo Berg bo@b.se", "Friends 1", "Team 2"};
-    }
+}
 
-    void TestAddressBook::sources()
-    {
-        QFETCH(QStringList, files);
-        QFETCH(QStringList, env);
-        QFETCH(QByteArray, abook);
-        QFETCH(bool, wal);
-        Home home;
-        for (const QString& f : std::as_const(files))
-            home.write(home.path(f.section(QLatin1Char('|'), 0, 0)), f.section(QLatin1Char('|'), 1).toUtf8());
-        for (const QString& e : std::as_const(env))
-            qputenv(e.section(QLatin1Char('='), 0, 0).toUtf8(),
-                e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path(QString())).toUtf8());
-        if (!abook.isEmpty())
-            thunderbird(home, abook, wal);
-        const QStringList got = walk(*System::AddressBook());
-        for (const QString& e : std::as_const(env))
-            qunsetenv(e.section(QLatin1Char('='), 0, 0).toUtf8());
-        QTEST(got, "expected");
-    }
+void TestAddressBook::sources_data()
+{
+    QTest::addColumn<QStringList>("files"); // "path|content", paths under the home
+    QTest::addColumn<QStringList>("env"); // "NAME=value", ~ standing for the home
+    QTest::addColumn<QByteArray>("abook"); // SQL that fills a Thunderbird book; none if empty
+    QTest::addColumn<bool>("wal");
+    QTest::addColumn<QStringList>("expected");
+    const QByteArray tb = "INSERT INTO properties VALUES ('c1', '_vCard', 'BEGIN:VCARD\nVERSION:4.0\nFN:Ana Silva\n"
+                          "N:Silva;Ana;;;\nEMAIL;PREF=1:ana@a.pt\nUID:c1\nEND:VCARD\n'), ('c1', 'DisplayName', "
+                          "'Ana Silva'), ('c1', 'PrimaryEmail', 'ana@a.pt'), ('c2', 'FirstName', 'Bo'), ('c2', "
+                          "'LastName', 'Berg'), ('c2', 'PrimaryEmail', 'bo@b.se'), ('c2', 'SecondEmail', 'b2@b.se');\n"
+                          "INSERT INTO lists VALUES ('l1', 'Team', '', '');\n"
+                          "INSERT INTO list_cards VALUES ('l1', 'c1'), ('l1', 'c2');\n";
+    const QStringList thunderbirdBook{"Ana Silva ana@a.pt", "Bo Berg bo@b.se", "Team 2"};
+    QTest::newRow("khard: $VAR, ${VAR}, ~ and KHARD_CONFIG")
+        << QStringList{"conf/k.conf|[addressbooks]\n[[a]]\npath = $BOOKS/one\n[[b]]\npath = \"${BOOKS}/two\"\n"
+                       "[[c]]\npath = ~/three/\n",
+               "books/one/a.vcf|" + vcf("a", "Alves", "Ann"), "books/two/b.vcf|" + vcf("b", "Berg", "Bo"),
+               "three/c.vcf|" + vcf("c", "Cruz", "Cy")}
+        << QStringList{"KHARD_CONFIG=~/conf/k.conf", "BOOKS=~/books"} << QByteArray() << false
+        << QStringList{"Ann Alves ", "Bo Berg ", "Cy Cruz "};
+    QTest::newRow("khard: discover")
+        << QStringList{".config/khard/khard.conf|[addressbooks]\n[[all]]\npath = ~/books/*/\ntype = discover\n",
+               "books/x/a.vcf|" + vcf("a", "Alves", "Ann"), "books/y/b.vcf|" + vcf("b", "Berg", "Bo")}
+        << QStringList() << QByteArray() << false << QStringList{"Ann Alves ", "Bo Berg "};
+    QTest::newRow("vdirsyncer: file extension, collections, calendars left out")
+        << QStringList{"vd/config|[general]\nstatus_path = \"~/status/\"\n\n[storage book]\ntype = \"filesystem\"\n"
+                       "path = \"~/sync/\"\nfileext = \".vcard\"\n\n[storage cal]\ntype = \"filesystem\"\n"
+                       "path = \"~/cal/\"\nfileext = \".ics\"\n",
+               "sync/work/a.vcard|" + vcf("a", "Alves", "Ann"), "sync/work/x.vcf|" + vcf("x", "Other", "Ext"),
+               "cal/home/e.ics|" + vcf("e", "Event", "Not")}
+        << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false << QStringList{"Ann Alves "};
+    QTest::newRow("Thunderbird, its log beside") << QStringList() << QStringList() << tb << true << thunderbirdBook;
+    QTest::newRow("Thunderbird, no log") << QStringList() << QStringList() << tb << false << thunderbirdBook;
+    // One folder reached twice, a UID that Thunderbird also has (the folder comes first), and two people
+    // who share a name; groups in source order.
+    QTest::newRow("one person once")
+        << QStringList{".config/khard/khard.conf|[addressbooks]\n[[again]]\npath = ~/.contacts\n",
+               ".contacts/a.vcf|" + vcf("c1", "Silva", "Ana", "EMAIL:folder@a.pt\nCATEGORIES:Friends\n"),
+               ".contacts/b.vcf|" + vcf("b9", "Berg", "Bo")}
+        << QStringList() << tb << false
+        << QStringList{"Ana Silva folder@a.pt", "Bo Berg ", "Bo Berg bo@b.se", "Friends 1", "Team 2"};
+}
 
-    // The configuration and the folders as Debian's vdirsyncer itself reads and writes them: it syncs a
-    // collection from one filesystem storage into another, and the book reads both as one.
-    void TestAddressBook::vdirsyncerLayout()
-    {
-        Home home;
-        home.write(home.path(QStringLiteral(".config/vdirsyncer/config")),
-            "[general]\nstatus_path = \"~/.local/share/vdirsyncer/status/\"\n\n[pair contacts]\na = \"local\"\n"
-            "b = \"remote\"\ncollections = [\"from b\"]\n\n[storage local]\ntype = \"filesystem\"\n"
-            "path = \"~/.local/share/vdirsyncer/contacts/\"\nfileext = \".vcf\"\n\n[storage remote]\n"
-            "type = \"filesystem\"\npath = \"~/remote/\"\nfileext = \".vcf\"\n");
-        home.write(home.path(QStringLiteral("remote/family/a.vcf")), vcf("a", "Alves", "Ann", "EMAIL:ann@a.org\n"));
-        home.write(home.path(QStringLiteral("remote/family/b.vcf")), vcf("b", "Berg", "Bo"));
-        QVERIFY(!run(QStringLiteral("vdirsyncer"), {QStringLiteral("discover")}, "y\ny\ny\n")
-                     .startsWith(QLatin1String("failed")));
-        QVERIFY(!run(QStringLiteral("vdirsyncer"), {QStringLiteral("sync")}).startsWith(QLatin1String("failed")));
-        QCOMPARE(
-            QDir(home.path(QStringLiteral(".local/share/vdirsyncer/contacts/family"))).entryList(QDir::Files).size(),
-            2);
-        QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves ann@a.org", "Bo Berg "}));
-    }
+void TestAddressBook::sources()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QStringList, env);
+    QFETCH(QByteArray, abook);
+    QFETCH(bool, wal);
+    Home home;
+    for (const QString& f : std::as_const(files))
+        home.write(home.path(f.section(QLatin1Char('|'), 0, 0)), f.section(QLatin1Char('|'), 1).toUtf8());
+    for (const QString& e : std::as_const(env))
+        qputenv(e.section(QLatin1Char('='), 0, 0).toUtf8(),
+            e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path(QString())).toUtf8());
+    if (!abook.isEmpty())
+        thunderbird(home, abook, wal);
+    const QStringList got = walk(*System::AddressBook());
+    for (const QString& e : std::as_const(env))
+        qunsetenv(e.section(QLatin1Char('='), 0, 0).toUtf8());
+    QTEST(got, "expected");
+}
 
-    // GNOME's book as Evolution Data Server writes it: people, a category, a contact list; then a change
-    // and a removal by EDS between two readings, while a record of the first reading is still held.
-    void TestAddressBook::evolutionLive()
-    {
-        Home home;
-        home.write(home.contacts(QStringLiteral("a.vcf")), vcf("u1", "Alves", "Ann", "EMAIL:folder@a.org\n"));
-        evolution(home,
-            "add\n" + vcf("u1", "Alves", "Ann", "EMAIL:eds@a.org\n") + "\nadd\n"
-                + vcf("u2", "Berg", "Bo", "EMAIL:bo@b.se\nCATEGORIES:Crew\n") + "\nadd\n" + vcf("u3", "Cruz", "Cy")
-                + "\nadd\nBEGIN:VCARD\nVERSION:3.0\nUID:l1\nFN:Team\nX-EVOLUTION-LIST:TRUE\n"
-                  "EMAIL;X-EVOLUTION-DEST-CONTACT-UID=u2:Bo <bo@b.se>\nEMAIL;X-EVOLUTION-DEST-CONTACT-UID=u3:Cy "
-                  "<c@c.org>\n"
-                  "END:VCARD\n");
-        QVERIFY(QFileInfo::exists(home.path(QStringLiteral(".local/share/evolution/addressbook/system/contacts.db"))));
-        auto book = System::AddressBook();
-        QCOMPARE(
-            walk(*book), (QStringList{"Ann Alves folder@a.org", "Bo Berg bo@b.se", "Cy Cruz ", "Crew 1", "Team 2"}));
-        const auto cy = book->Contacts().value(2);
-        evolution(home, "modify\n" + vcf("u2", "Berg", "Bo", "EMAIL:new@b.se\n") + "\nremove\nu3\n");
-        QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team 1"}));
-        QCOMPARE(cy->FirstName().Text(), QStringLiteral("Cy"));
-    }
+// The configuration and the folders as Debian's vdirsyncer itself reads and writes them: it syncs a
+// collection from one filesystem storage into another, and the book reads both as one.
+void TestAddressBook::vdirsyncerLayout()
+{
+    Home home;
+    home.write(home.path(QStringLiteral(".config/vdirsyncer/config")),
+        "[general]\nstatus_path = \"~/.local/share/vdirsyncer/status/\"\n\n[pair contacts]\na = \"local\"\n"
+        "b = \"remote\"\ncollections = [\"from b\"]\n\n[storage local]\ntype = \"filesystem\"\n"
+        "path = \"~/.local/share/vdirsyncer/contacts/\"\nfileext = \".vcf\"\n\n[storage remote]\n"
+        "type = \"filesystem\"\npath = \"~/remote/\"\nfileext = \".vcf\"\n");
+    home.write(home.path(QStringLiteral("remote/family/a.vcf")), vcf("a", "Alves", "Ann", "EMAIL:ann@a.org\n"));
+    home.write(home.path(QStringLiteral("remote/family/b.vcf")), vcf("b", "Berg", "Bo"));
+    QVERIFY(!run(QStringLiteral("vdirsyncer"), {QStringLiteral("discover")}, "y\ny\ny\n")
+                 .startsWith(QLatin1String("failed")));
+    QVERIFY(!run(QStringLiteral("vdirsyncer"), {QStringLiteral("sync")}).startsWith(QLatin1String("failed")));
+    QCOMPARE(
+        QDir(home.path(QStringLiteral(".local/share/vdirsyncer/contacts/family"))).entryList(QDir::Files).size(), 2);
+    QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves ann@a.org", "Bo Berg "}));
+}
 
-    void TestAddressBook::hostileSources_data()
-    {
-        QTest::addColumn<QString>("path"); // under the home
-        QTest::addColumn<QByteArray>("make"); // "fifo", "link:target", "sql:statements", "lock" or the bytes
-        const QString eds = QStringLiteral(".local/share/evolution/addressbook/system/contacts.db");
-        const QString tb = QStringLiteral(".thunderbird/p/abook.sqlite");
-        const QByteArray edsSql
-            = "CREATE TABLE folders (folder_id TEXT); INSERT INTO folders VALUES ('folder_id');"
-              "CREATE TABLE folder_id (uid TEXT PRIMARY KEY, vcard TEXT);"
-              "INSERT INTO folder_id VALUES ('e1', 'BEGIN:VCARD\nVERSION:3.0\nUID:e1\nFN:Eve Eds\nEND:VCARD\n');";
-        QTest::newRow("FIFO .vcf") << QStringLiteral(".local/share/contacts/fifo.vcf") << QByteArray("fifo");
-        QTest::newRow("FIFO khard.conf") << QStringLiteral(".config/khard/khard.conf") << QByteArray("fifo");
-        QTest::newRow(".vcf linked to /dev/zero")
-            << QStringLiteral(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
-        QTest::newRow(".vcf linked to /dev/urandom")
-            << QStringLiteral(".local/share/contacts/r.vcf") << QByteArray("link:/dev/urandom");
-        QTest::newRow(".vcf over the size cap") << QStringLiteral(".local/share/contacts/big.vcf")
-                                                << vcf("big", "Big", "Too", "NOTE:") + QByteArray(32 << 20, 'x');
-        QTest::newRow("contacts.db not SQLite") << eds << QByteArray("BEGIN:VCARD\nFN:Not a database\nEND:VCARD\n");
-        QTest::newRow("contacts.db cut short") << eds << "cut:" + edsSql + QByteArray(20000, ' ');
-        QTest::newRow("contacts.db without a vCard column")
-            << eds << QByteArray("sql:CREATE TABLE folder_id (uid TEXT, x TEXT);");
-        QTest::newRow("contacts.db locked") << eds << "lock:" + edsSql;
-        QTest::newRow("abook.sqlite not SQLite") << tb << QByteArray(5000, '\x01');
-        QTest::newRow("abook.sqlite with other columns")
-            << tb << QByteArray("sql:CREATE TABLE properties (card, key, val);");
-        QTest::newRow("abook.sqlite locked") << tb
-                                             << QByteArray("lock:CREATE TABLE properties (card, name, value);"
-                                                           "INSERT INTO properties VALUES ('t', 'FirstName', 'Tim');");
-    }
+// GNOME's book as Evolution Data Server writes it: people, a category, a contact list; then a change
+// and a removal by EDS between two readings, while a record of the first reading is still held.
+void TestAddressBook::evolutionLive()
+{
+    Home home;
+    home.write(home.contacts(QStringLiteral("a.vcf")), vcf("u1", "Alves", "Ann", "EMAIL:folder@a.org\n"));
+    evolution(home,
+        "add\n" + vcf("u1", "Alves", "Ann", "EMAIL:eds@a.org\n") + "\nadd\n"
+            + vcf("u2", "Berg", "Bo", "EMAIL:bo@b.se\nCATEGORIES:Crew\n") + "\nadd\n" + vcf("u3", "Cruz", "Cy")
+            + "\nadd\nBEGIN:VCARD\nVERSION:3.0\nUID:l1\nFN:Team\nX-EVOLUTION-LIST:TRUE\n"
+              "EMAIL;X-EVOLUTION-DEST-CONTACT-UID=u2:Bo <bo@b.se>\nEMAIL;X-EVOLUTION-DEST-CONTACT-UID=u3:Cy "
+              "<c@c.org>\n"
+              "END:VCARD\n");
+    QVERIFY(QFileInfo::exists(home.path(QStringLiteral(".local/share/evolution/addressbook/system/contacts.db"))));
+    auto book = System::AddressBook();
+    QCOMPARE(walk(*book), (QStringList{"Ann Alves folder@a.org", "Bo Berg bo@b.se", "Cy Cruz ", "Crew 1", "Team 2"}));
+    const auto cy = book->Contacts().value(2);
+    evolution(home, "modify\n" + vcf("u2", "Berg", "Bo", "EMAIL:new@b.se\n") + "\nremove\nu3\n");
+    QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team 1"}));
+    QCOMPARE(cy->FirstName().Text(), QStringLiteral("Cy"));
+}
 
-    // A hostile source is skipped without blocking, the other sources are read, and no file is changed.
-    void TestAddressBook::hostileSources()
-    {
-        QFETCH(QString, path);
-        QFETCH(QByteArray, make);
-        Home home;
-        home.write(home.contacts(QStringLiteral("a.vcf")), vcf("a", "Alves", "Ann"));
-        home.write(home.path(QStringLiteral(".thunderbird/profiles.ini")), "[Profile0]\nIsRelative=1\nPath=p\n");
-        const QString file = home.path(path);
-        QDir().mkpath(QFileInfo(file).path());
-        QProcess locker;
-        if (make == "fifo") {
-            QCOMPARE(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
-        } else if (make.startsWith("link:")) {
-            QVERIFY(QFile::link(QString::fromUtf8(make.mid(5)), file));
-        } else if (make.contains(':') && QByteArray("sql cut lock").contains(make.left(make.indexOf(':')))) {
-            const QByteArray kind = make.left(make.indexOf(':'));
-            locker.start(QStringLiteral("/usr/bin/python3"),
-                {QStringLiteral("-c"),
-                    QStringLiteral(
-                        "import sqlite3, sys\nc = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
-                        "c.executescript(sys.argv[2])\nif sys.argv[3] == 'cut': open(sys.argv[1], "
-                        "'r+b').truncate(3000)\n"
-                        "if sys.argv[3] == 'lock': c.execute('BEGIN EXCLUSIVE')\nprint('ready', flush=True)\n"
-                        "sys.stdin.read()\n"),
-                    file, QString::fromUtf8(make.mid(kind.size() + 1)), QString::fromUtf8(kind)});
-            QVERIFY(locker.waitForReadyRead(30000));
-        } else {
-            home.write(file, make);
-        }
-        const QByteArray before = QFileInfo(file).isFile() ? home.read(file) : QByteArray();
-        QCOMPARE(walk(*System::AddressBook()), QStringList{QStringLiteral("Ann Alves ")});
-        QCOMPARE(QFileInfo(file).isFile() ? home.read(file) : QByteArray(), before);
-        locker.closeWriteChannel();
-        locker.waitForFinished();
-    }
+void TestAddressBook::hostileSources_data()
+{
+    QTest::addColumn<QString>("path"); // under the home
+    QTest::addColumn<QByteArray>("make"); // "fifo", "link:target", "sql:statements", "lock" or the bytes
+    const QString eds = QStringLiteral(".local/share/evolution/addressbook/system/contacts.db");
+    const QString tb = QStringLiteral(".thunderbird/p/abook.sqlite");
+    const QByteArray edsSql
+        = "CREATE TABLE folders (folder_id TEXT); INSERT INTO folders VALUES ('folder_id');"
+          "CREATE TABLE folder_id (uid TEXT PRIMARY KEY, vcard TEXT);"
+          "INSERT INTO folder_id VALUES ('e1', 'BEGIN:VCARD\nVERSION:3.0\nUID:e1\nFN:Eve Eds\nEND:VCARD\n');";
+    QTest::newRow("FIFO .vcf") << QStringLiteral(".local/share/contacts/fifo.vcf") << QByteArray("fifo");
+    QTest::newRow("FIFO khard.conf") << QStringLiteral(".config/khard/khard.conf") << QByteArray("fifo");
+    QTest::newRow(".vcf linked to /dev/zero")
+        << QStringLiteral(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
+    QTest::newRow(".vcf linked to /dev/urandom")
+        << QStringLiteral(".local/share/contacts/r.vcf") << QByteArray("link:/dev/urandom");
+    QTest::newRow(".vcf over the size cap") << QStringLiteral(".local/share/contacts/big.vcf")
+                                            << vcf("big", "Big", "Too", "NOTE:") + QByteArray(32 << 20, 'x');
+    QTest::newRow("contacts.db not SQLite") << eds << QByteArray("BEGIN:VCARD\nFN:Not a database\nEND:VCARD\n");
+    QTest::newRow("contacts.db cut short") << eds << "cut:" + edsSql + QByteArray(20000, ' ');
+    QTest::newRow("contacts.db without a vCard column")
+        << eds << QByteArray("sql:CREATE TABLE folder_id (uid TEXT, x TEXT);");
+    QTest::newRow("contacts.db locked") << eds << "lock:" + edsSql;
+    QTest::newRow("abook.sqlite not SQLite") << tb << QByteArray(5000, '\x01');
+    QTest::newRow("abook.sqlite with other columns")
+        << tb << QByteArray("sql:CREATE TABLE properties (card, key, val);");
+    QTest::newRow("abook.sqlite locked") << tb
+                                         << QByteArray("lock:CREATE TABLE properties (card, name, value);"
+                                                       "INSERT INTO properties VALUES ('t', 'FirstName', 'Tim');");
+}
 
-    QTEST_GUILESS_MAIN(TestAddressBook)
+// A hostile source is skipped without blocking, the other sources are read, and no file is changed.
+void TestAddressBook::hostileSources()
+{
+    QFETCH(QString, path);
+    QFETCH(QByteArray, make);
+    Home home;
+    home.write(home.contacts(QStringLiteral("a.vcf")), vcf("a", "Alves", "Ann"));
+    home.write(home.path(QStringLiteral(".thunderbird/profiles.ini")), "[Profile0]\nIsRelative=1\nPath=p\n");
+    const QString file = home.path(path);
+    QDir().mkpath(QFileInfo(file).path());
+    QProcess locker;
+    if (make == "fifo") {
+        QCOMPARE(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+    } else if (make.startsWith("link:")) {
+        QVERIFY(QFile::link(QString::fromUtf8(make.mid(5)), file));
+    } else if (make.contains(':') && QByteArray("sql cut lock").contains(make.left(make.indexOf(':')))) {
+        const QByteArray kind = make.left(make.indexOf(':'));
+        locker.start(QStringLiteral("/usr/bin/python3"),
+            {QStringLiteral("-c"),
+                QStringLiteral("import sqlite3, sys\nc = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
+                               "c.executescript(sys.argv[2])\nif sys.argv[3] == 'cut': open(sys.argv[1], "
+                               "'r+b').truncate(3000)\n"
+                               "if sys.argv[3] == 'lock': c.execute('BEGIN EXCLUSIVE')\nprint('ready', flush=True)\n"
+                               "sys.stdin.read()\n"),
+                file, QString::fromUtf8(make.mid(kind.size() + 1)), QString::fromUtf8(kind)});
+        QVERIFY(locker.waitForReadyRead(30000));
+    } else {
+        home.write(file, make);
+    }
+    const QByteArray before = QFileInfo(file).isFile() ? home.read(file) : QByteArray();
+    QCOMPARE(walk(*System::AddressBook()), QStringList{QStringLiteral("Ann Alves ")});
+    QCOMPARE(QFileInfo(file).isFile() ? home.read(file) : QByteArray(), before);
+    locker.closeWriteChannel();
+    locker.waitForFinished();
+}
+
+QTEST_GUILESS_MAIN(TestAddressBook)
 #include "tst_addressbook.moc"

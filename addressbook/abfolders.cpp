@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <glob.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 // Folders of vCard files, one card or more per file: $XDG_DATA_HOME/contacts, ~/.contacts, the
 // address books of khard's configuration and the filesystem storages of vdirsyncer's. A folder's
@@ -117,6 +119,61 @@ void vdirsyncerPlaces(QList<Place>& out)
     flush();
 }
 
+// A folder's listing is kept while the kernel reports no change in it: stating every file of a
+// large book at each opening costs far more than the opening itself. A folder with links in it is
+// listed every time, since a change behind a link is not reported there.
+class Listings
+{
+public:
+    QList<std::pair<QString, QByteArray>> files(const QString& folder, const QString& ext)
+    {
+        drain();
+        const QString key = folder + QLatin1Char('\n') + ext;
+        if (const auto it = m_kept.constFind(key); it != m_kept.cend())
+            return it->files;
+        const int wd = m_fd < 0 ? -1
+                                : ::inotify_add_watch(m_fd, QFile::encodeName(folder).constData(),
+                                    IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB
+                                        | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
+        auto listed = filesIn(folder, ext);
+        const bool linked = std::any_of(listed.cbegin(), listed.cend(),
+            [&](const auto& f) { return !f.first.startsWith(folder + QLatin1Char('/')); });
+        if (wd >= 0 && !linked)
+            m_kept.insert(key, {wd, listed});
+        return listed;
+    }
+
+private:
+    struct Kept
+    {
+        int wd;
+        QList<std::pair<QString, QByteArray>> files;
+    };
+    // Forgets the listings of every folder the kernel reported a change in.
+    void drain()
+    {
+        alignas(inotify_event) char buffer[4096];
+        ssize_t n;
+        while (m_fd >= 0 && (n = ::read(m_fd, buffer, sizeof buffer)) > 0) {
+            for (ssize_t at = 0; at < n;) {
+                const auto* e = reinterpret_cast<const inotify_event*>(buffer + at);
+                if (e->mask & IN_Q_OVERFLOW)
+                    m_kept.clear();
+                m_kept.removeIf([&](const auto& kept) { return kept.value().wd == e->wd; });
+                at += ssize_t(sizeof(inotify_event) + e->len);
+            }
+        }
+    }
+    int m_fd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    QHash<QString, Kept> m_kept;
+};
+
+Listings& listings()
+{
+    static Listings kept;
+    return kept;
+}
+
 class Folders final : public Source
 {
 public:
@@ -142,7 +199,7 @@ public:
             const QString canonical = QFileInfo(folder).canonicalFilePath();
             if (canonical.isEmpty() || seen.contains(canonical))
                 return;
-            const auto files = filesIn(canonical, ext);
+            const auto files = listings().files(canonical, ext);
             if (files.isEmpty())
                 return;
             seen.append(canonical);

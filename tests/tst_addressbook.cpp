@@ -874,11 +874,20 @@ void TestAddressBook::evolutionLive()
               "<c@c.org>\n"
               "END:VCARD\n");
     QVERIFY(QFileInfo::exists(home.path(QStringLiteral(".local/share/evolution/addressbook/system/contacts.db"))));
+    const auto sorted = [](QStringList l) { // EDS stores a batch in an order of its own
+        l.sort();
+        return l;
+    };
     auto book = System::AddressBook();
-    QCOMPARE(walk(*book), (QStringList{"Ann Alves folder@a.org", "Bo Berg bo@b.se", "Cy Cruz ", "Crew 1", "Team 2"}));
-    const auto cy = book->Contacts().value(2);
+    QCOMPARE(sorted(walk(*book)),
+        (QStringList{"Ann Alves folder@a.org", "Bo Berg bo@b.se", "Crew 1", "Cy Cruz ", "Team 2"}));
+    std::shared_ptr<AddressBookContact> cy;
+    for (const auto& c : book->Contacts())
+        cy = c->FirstName().Text() == QLatin1String("Cy") ? c : cy;
     evolution(home, "modify\n" + vcf("u2", "Berg", "Bo", "EMAIL:new@b.se\n") + "\nremove\nu3\n");
-    QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team 1"}));
+    QCOMPARE(
+        sorted(walk(*System::AddressBook())), (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team 1"}));
+    QVERIFY(cy);
     QCOMPARE(cy->FirstName().Text(), QStringLiteral("Cy"));
 }
 

@@ -9,12 +9,12 @@
 // changed records go back into their files.
 namespace abplatform {
 
-// The folders that may hold the book, in order: $XDG_DATA_HOME/contacts, ~/.contacts, and the paths
-// of the address books in khard's configuration. Tests move them by pointing HOME, XDG_DATA_HOME and
-// XDG_CONFIG_HOME at a temporary folder.
-QStringList addressBookPlaces();
+// The person or group behind a handle, or null.
+Record* recordAt(qint32 h);
 
-// Reads every collection; throws RuntimeException when none of the places exists.
+// The shared book as its sources hold it now (see absource.h), read again where they changed; throws
+// RuntimeException when no source is there. Tests move the sources by pointing HOME, XDG_DATA_HOME and
+// XDG_CONFIG_HOME at a temporary folder.
 qint32 loadSharedBook(Platform& p);
 bool saveBook(Book& book);
 bool hasUnsavedChanges(const Book& book);

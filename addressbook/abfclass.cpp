@@ -1,9 +1,9 @@
 #include "abfclass.h"
 
 #include "abbook.h"
+#include "abmatcher.h"
 
 #include <QSet>
-#include <optional>
 
 using namespace abplatform;
 
@@ -16,12 +16,6 @@ Table& table()
 QString textOf(qint32 h)
 {
     return platform().text(h);
-}
-
-Record* recordAt(qint32 h)
-{
-    Value* v = table().get(h);
-    return v && (v->kind == Kind::Person || v->kind == Kind::Group) ? static_cast<Record*>(v) : nullptr;
 }
 
 Book* sharedBook()
@@ -83,21 +77,21 @@ qint32 frozen(qint32 h)
 bool fits(int type, Kind kind)
 {
     switch (type) {
-    case 1:
+    case kStringType:
         return kind == Kind::String;
-    case 2:
-    case 3:
+    case kIntegerType:
+    case kRealType:
         return kind == Kind::Number;
-    case 4:
+    case kDateType:
         return kind == Kind::Date;
-    case 5:
+    case kArrayType:
         return kind == Kind::Array;
-    case 6:
+    case kDictionaryType:
         return kind == Kind::Dictionary;
-    case 7:
+    case kDataType:
         return kind == Kind::Data;
     default:
-        return type > 256 && kind == Kind::MultiValue;
+        return type >= kMultiStringType && kind == Kind::MultiValue;
     }
 }
 
@@ -128,138 +122,6 @@ bool addEntry(qint32 multiValue, qint32 value, qint32 label, qint32 index, qint3
     mv->entries.insert(index, e);
     outIdentifier = identifierOf(mv->entries[index]);
     return true;
-}
-
-class Matcher
-{
-public:
-    explicit Matcher(const SearchElement& e)
-        : m_e(e)
-    {
-        static const int positiveOf[] = {0, 0, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 7, 8, 6, 15, 16};
-        const int c = e.comparison;
-        m_negative = c == 1 || c == 12 || c == 13 || c == 14;
-        m_comparison = c >= 0 && c <= 16 ? positiveOf[c] : -1;
-        m_query = textOf(e.value);
-        if (const auto* n = table().as<Number>(e.value))
-            m_number = n->value;
-        else if (const auto* d = table().as<DateValue>(e.value))
-            m_number = d->seconds;
-    }
-
-    bool matches(const Record& r) const
-    {
-        bool any = false;
-        if (const auto* mv = table().as<MultiValue>(r.get(m_e.property))) {
-            for (const MultiValue::Entry& entry : mv->entries) {
-                if (m_e.label.isNull() || textOf(entry.label) == m_e.label)
-                    any = any || value(entry.value);
-            }
-        } else {
-            any = value(r.get(m_e.property));
-        }
-        return any != m_negative;
-    }
-
-private:
-    bool value(qint32 h) const
-    {
-        if (const auto* d = table().as<Dictionary>(h)) {
-            for (const auto& [k, v] : d->entries) {
-                if ((m_e.key.isNull() || textOf(k) == m_e.key) && value(v))
-                    return true;
-            }
-            return false;
-        }
-        if (const auto* s = table().as<String>(h))
-            return text(s->text);
-        if (const auto* n = table().as<Number>(h))
-            return number(n->value);
-        if (const auto* d = table().as<DateValue>(h))
-            return number(d->seconds);
-        return false;
-    }
-
-    bool text(const QString& a) const
-    {
-        if (m_query.isNull())
-            return false;
-        const QString& q = m_query;
-        switch (m_comparison) {
-        case 0:
-            return a == q;
-        case 2:
-            return a < q;
-        case 3:
-            return a <= q;
-        case 4:
-            return a > q;
-        case 5:
-            return a >= q;
-        case 6:
-            return a.compare(q, Qt::CaseInsensitive) == 0;
-        case 7:
-            return a.contains(q);
-        case 8:
-            return a.contains(q, Qt::CaseInsensitive);
-        case 9:
-            return a.startsWith(q);
-        case 10:
-            return a.startsWith(q, Qt::CaseInsensitive);
-        case 15:
-            return a.endsWith(q);
-        case 16:
-            return a.endsWith(q, Qt::CaseInsensitive);
-        default:
-            return false;
-        }
-    }
-
-    bool number(double a) const
-    {
-        if (!m_number)
-            return false;
-        const double q = *m_number;
-        switch (m_comparison) {
-        case 0:
-            return a == q;
-        case 2:
-            return a < q;
-        case 3:
-            return a <= q;
-        case 4:
-            return a > q;
-        case 5:
-            return a >= q;
-        case 11:
-            return (qint64(a) & qint64(q)) == qint64(q);
-        default:
-            return false;
-        }
-    }
-
-    const SearchElement& m_e;
-    bool m_negative = false;
-    int m_comparison = -1;
-    QString m_query;
-    std::optional<double> m_number;
-};
-
-bool matches(qint32 element, const Record& r, int depth = 0)
-{
-    const auto* e = table().as<SearchElement>(element);
-    if (!e || depth > 64)
-        return false;
-    if (e->conjunction < 0)
-        return Matcher(*e).matches(r);
-    for (qint32 child : e->children) {
-        const bool m = matches(child, r, depth + 1);
-        if (e->conjunction == 1 && m)
-            return true;
-        if (e->conjunction != 1 && !m)
-            return false;
-    }
-    return e->conjunction != 1 && !e->children.isEmpty();
 }
 
 bool reaches(const Group& from, qint32 target, QSet<qint32>& seen)
@@ -295,257 +157,17 @@ QString _ABFClass::CFStringToString(qint32 cfstring)
     return textOf(cfstring);
 }
 
-qint32 _ABFClass::kABUIDProperty()
-{
-    return platform().constant(kUIDProperty);
-}
-qint32 _ABFClass::kABFirstNameProperty()
-{
-    return platform().constant(kFirstNameProperty);
-}
-qint32 _ABFClass::kABLastNameProperty()
-{
-    return platform().constant(kLastNameProperty);
-}
-qint32 _ABFClass::kABBirthdayProperty()
-{
-    return platform().constant(kBirthdayProperty);
-}
-qint32 _ABFClass::kABOrganizationProperty()
-{
-    return platform().constant(kOrganizationProperty);
-}
-qint32 _ABFClass::kABJobTitleProperty()
-{
-    return platform().constant(kJobTitleProperty);
-}
-qint32 _ABFClass::kABHomePageProperty()
-{
-    return platform().constant(kHomePageProperty);
-}
-qint32 _ABFClass::kABEmailProperty()
-{
-    return platform().constant(kEmailProperty);
-}
-qint32 _ABFClass::kABEmailWorkLabel()
-{
-    return platform().constant(kEmailWorkLabel);
-}
-qint32 _ABFClass::kABEmailHomeLabel()
-{
-    return platform().constant(kEmailHomeLabel);
-}
-qint32 _ABFClass::kABAddressProperty()
-{
-    return platform().constant(kAddressProperty);
-}
-qint32 _ABFClass::kABAddressStreetKey()
-{
-    return platform().constant(kAddressStreetKey);
-}
-qint32 _ABFClass::kABAddressCityKey()
-{
-    return platform().constant(kAddressCityKey);
-}
-qint32 _ABFClass::kABAddressStateKey()
-{
-    return platform().constant(kAddressStateKey);
-}
-qint32 _ABFClass::kABAddressZIPKey()
-{
-    return platform().constant(kAddressZIPKey);
-}
-qint32 _ABFClass::kABAddressCountryKey()
-{
-    return platform().constant(kAddressCountryKey);
-}
-qint32 _ABFClass::kABAddressCountryCodeKey()
-{
-    return platform().constant(kAddressCountryCodeKey);
-}
-qint32 _ABFClass::kABAddressHomeLabel()
-{
-    return platform().constant(kAddressHomeLabel);
-}
-qint32 _ABFClass::kABAddressWorkLabel()
-{
-    return platform().constant(kAddressWorkLabel);
-}
-qint32 _ABFClass::kABPhoneProperty()
-{
-    return platform().constant(kPhoneProperty);
-}
-qint32 _ABFClass::kABPhoneWorkLabel()
-{
-    return platform().constant(kPhoneWorkLabel);
-}
-qint32 _ABFClass::kABPhoneHomeLabel()
-{
-    return platform().constant(kPhoneHomeLabel);
-}
-qint32 _ABFClass::kABPhoneMobileLabel()
-{
-    return platform().constant(kPhoneMobileLabel);
-}
-qint32 _ABFClass::kABPhoneMainLabel()
-{
-    return platform().constant(kPhoneMainLabel);
-}
-qint32 _ABFClass::kABPhoneHomeFAXLabel()
-{
-    return platform().constant(kPhoneHomeFAXLabel);
-}
-qint32 _ABFClass::kABPhoneWorkFAXLabel()
-{
-    return platform().constant(kPhoneWorkFAXLabel);
-}
-qint32 _ABFClass::kABPhonePagerLabel()
-{
-    return platform().constant(kPhonePagerLabel);
-}
-qint32 _ABFClass::kABAIMInstantProperty()
-{
-    return platform().constant(kAIMInstantProperty);
-}
-qint32 _ABFClass::kABAIMWorkLabel()
-{
-    return platform().constant(kAIMWorkLabel);
-}
-qint32 _ABFClass::kABAIMHomeLabel()
-{
-    return platform().constant(kAIMHomeLabel);
-}
-qint32 _ABFClass::kABJabberInstantProperty()
-{
-    return platform().constant(kJabberInstantProperty);
-}
-qint32 _ABFClass::kABJabberWorkLabel()
-{
-    return platform().constant(kJabberWorkLabel);
-}
-qint32 _ABFClass::kABJabberHomeLabel()
-{
-    return platform().constant(kJabberHomeLabel);
-}
-qint32 _ABFClass::kABMSNInstantProperty()
-{
-    return platform().constant(kMSNInstantProperty);
-}
-qint32 _ABFClass::kABMSNWorkLabel()
-{
-    return platform().constant(kMSNWorkLabel);
-}
-qint32 _ABFClass::kABMSNHomeLabel()
-{
-    return platform().constant(kMSNHomeLabel);
-}
-qint32 _ABFClass::kABYahooInstantProperty()
-{
-    return platform().constant(kYahooInstantProperty);
-}
-qint32 _ABFClass::kABYahooWorkLabel()
-{
-    return platform().constant(kYahooWorkLabel);
-}
-qint32 _ABFClass::kABYahooHomeLabel()
-{
-    return platform().constant(kYahooHomeLabel);
-}
-qint32 _ABFClass::kABICQInstantProperty()
-{
-    return platform().constant(kICQInstantProperty);
-}
-qint32 _ABFClass::kABNoteProperty()
-{
-    return platform().constant(kNoteProperty);
-}
-qint32 _ABFClass::kABMiddleNameProperty()
-{
-    return platform().constant(kMiddleNameProperty);
-}
-qint32 _ABFClass::kABGroupNameProperty()
-{
-    return platform().constant(kGroupNameProperty);
-}
-qint32 _ABFClass::kABOtherLabel()
-{
-    return platform().constant(kOtherLabel);
-}
-qint32 _ABFClass::kABPersonRecordType()
-{
-    return platform().constant(kPersonRecordType);
-}
-qint32 _ABFClass::kABCreationDateProperty()
-{
-    return platform().constant(kCreationDateProperty);
-}
-qint32 _ABFClass::kABModificationDateProperty()
-{
-    return platform().constant(kModificationDateProperty);
-}
-qint32 _ABFClass::kABFirstNamePhoneticProperty()
-{
-    return platform().constant(kFirstNamePhoneticProperty);
-}
-qint32 _ABFClass::kABLastNamePhoneticProperty()
-{
-    return platform().constant(kLastNamePhoneticProperty);
-}
-qint32 _ABFClass::kABICQWorkLabel()
-{
-    return platform().constant(kICQWorkLabel);
-}
-qint32 _ABFClass::kABICQHomeLabel()
-{
-    return platform().constant(kICQHomeLabel);
-}
-qint32 _ABFClass::kABMiddleNamePhoneticProperty()
-{
-    return platform().constant(kMiddleNamePhoneticProperty);
-}
-qint32 _ABFClass::kABTitleProperty()
-{
-    return platform().constant(kTitleProperty);
-}
-qint32 _ABFClass::kABSuffixProperty()
-{
-    return platform().constant(kSuffixProperty);
-}
-qint32 _ABFClass::kABNicknameProperty()
-{
-    return platform().constant(kNicknameProperty);
-}
-qint32 _ABFClass::kABMaidenNameProperty()
-{
-    return platform().constant(kMaidenNameProperty);
-}
-qint32 _ABFClass::kABWorkLabel()
-{
-    return platform().constant(kWorkLabel);
-}
-qint32 _ABFClass::kABHomeLabel()
-{
-    return platform().constant(kHomeLabel);
-}
-qint32 _ABFClass::kABGroupRecordType()
-{
-    return platform().constant(kGroupRecordType);
-}
-qint32 _ABFClass::kABDatabaseChangedNotification()
-{
-    return platform().constant(kDatabaseChangedNotification);
-}
-qint32 _ABFClass::kABDatabaseChangedExternallyNotification()
-{
-    return platform().constant(kDatabaseChangedExternallyNotification);
-}
+#define AB_ACCESSOR(name, text)                                                                                        \
+    qint32 _ABFClass::kAB##name()                                                                                      \
+    {                                                                                                                  \
+        return platform().constant(k##name);                                                                           \
+    }
+AB_CONSTANTS(AB_ACCESSOR)
+#undef AB_ACCESSOR
 
 qint32 _ABFClass::ABGetSharedAddressBook()
 {
-    Platform& p = platform();
-    if (!p.book)
-        p.book = loadSharedBook(p);
-    return p.book;
+    return loadSharedBook(platform());
 }
 
 qint32 _ABFClass::ABCopyArrayOfMatchingRecords(qint32 addressBook, qint32 search)
@@ -864,7 +486,7 @@ qint32 _ABFClass::ABSearchElementCreateWithConjunction(qint32 conjunction, qint3
     if (!children)
         return 0;
     auto e = std::make_unique<SearchElement>();
-    e->conjunction = conjunction == 1 ? 1 : 0;
+    e->conjunction = conjunction == kSearchOr ? kSearchOr : kSearchAnd;
     for (qint32 h : children->items) {
         if (table().as<SearchElement>(h)) {
             e->children.append(h);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "abcodes.h"
+
 #include <QString>
 
 // The seam to the platform's address book: one operation per function of the platform, under the
@@ -14,67 +16,9 @@ public:
     QString CFStringToString(qint32 cfstring);
 
     // The constants: each a platform string.
-    qint32 kABUIDProperty();
-    qint32 kABFirstNameProperty();
-    qint32 kABLastNameProperty();
-    qint32 kABBirthdayProperty();
-    qint32 kABOrganizationProperty();
-    qint32 kABJobTitleProperty();
-    qint32 kABHomePageProperty();
-    qint32 kABEmailProperty();
-    qint32 kABEmailWorkLabel();
-    qint32 kABEmailHomeLabel();
-    qint32 kABAddressProperty();
-    qint32 kABAddressStreetKey();
-    qint32 kABAddressCityKey();
-    qint32 kABAddressStateKey();
-    qint32 kABAddressZIPKey();
-    qint32 kABAddressCountryKey();
-    qint32 kABAddressCountryCodeKey();
-    qint32 kABAddressHomeLabel();
-    qint32 kABAddressWorkLabel();
-    qint32 kABPhoneProperty();
-    qint32 kABPhoneWorkLabel();
-    qint32 kABPhoneHomeLabel();
-    qint32 kABPhoneMobileLabel();
-    qint32 kABPhoneMainLabel();
-    qint32 kABPhoneHomeFAXLabel();
-    qint32 kABPhoneWorkFAXLabel();
-    qint32 kABPhonePagerLabel();
-    qint32 kABAIMInstantProperty();
-    qint32 kABAIMWorkLabel();
-    qint32 kABAIMHomeLabel();
-    qint32 kABJabberInstantProperty();
-    qint32 kABJabberWorkLabel();
-    qint32 kABJabberHomeLabel();
-    qint32 kABMSNInstantProperty();
-    qint32 kABMSNWorkLabel();
-    qint32 kABMSNHomeLabel();
-    qint32 kABYahooInstantProperty();
-    qint32 kABYahooWorkLabel();
-    qint32 kABYahooHomeLabel();
-    qint32 kABICQInstantProperty();
-    qint32 kABNoteProperty();
-    qint32 kABMiddleNameProperty();
-    qint32 kABGroupNameProperty();
-    qint32 kABOtherLabel();
-    qint32 kABPersonRecordType();
-    qint32 kABCreationDateProperty();
-    qint32 kABModificationDateProperty();
-    qint32 kABFirstNamePhoneticProperty();
-    qint32 kABLastNamePhoneticProperty();
-    qint32 kABICQWorkLabel();
-    qint32 kABICQHomeLabel();
-    qint32 kABMiddleNamePhoneticProperty();
-    qint32 kABTitleProperty();
-    qint32 kABSuffixProperty();
-    qint32 kABNicknameProperty();
-    qint32 kABMaidenNameProperty();
-    qint32 kABWorkLabel();
-    qint32 kABHomeLabel();
-    qint32 kABGroupRecordType();
-    qint32 kABDatabaseChangedNotification();
-    qint32 kABDatabaseChangedExternallyNotification();
+#define AB_DECLARE(name, text) qint32 kAB##name();
+    AB_CONSTANTS(AB_DECLARE)
+#undef AB_DECLARE
 
     // The functions.
     // Raises RuntimeException where the user has no address book folder at all.

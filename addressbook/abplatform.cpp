@@ -170,13 +170,11 @@ void Table::drop(qint32 first)
 
 QString constantText(Constant c)
 {
-    static const char* const texts[kConstantCount] = {"UID", "First", "Last", "Birthday", "Organization", "JobTitle",
-        "HomePage", "Email", "Work", "Home", "Address", "Street", "City", "State", "ZIP", "Country", "CountryCode",
-        "Home", "Work", "Phone", "Work", "Home", "Mobile", "Main", "HomeFAX", "WorkFAX", "Pager", "AIMInstant", "Work",
-        "Home", "JabberInstant", "Work", "Home", "MSNInstant", "Work", "Home", "YahooInstant", "Work", "Home",
-        "ICQInstant", "Note", "Middle", "GroupName", "Other", "ABPerson", "Creation", "Modification", "FirstPhonetic",
-        "LastPhonetic", "Work", "Home", "MiddlePhonetic", "Title", "Suffix", "Nickname", "MaidenName", "Work", "Home",
-        "ABGroup", "ABDatabaseChangedNotification", "ABDatabaseChangedExternallyNotification"};
+    static const char* const texts[kConstantCount] = {
+#define AB_TEXT(name, text) text,
+        AB_CONSTANTS(AB_TEXT)
+#undef AB_TEXT
+    };
     return QString::fromLatin1(texts[c]);
 }
 

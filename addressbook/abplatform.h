@@ -1,5 +1,6 @@
 #pragma once
 
+#include "abcodes.h"
 #include "vcard.h"
 
 #include <QHash>
@@ -196,6 +197,7 @@ struct FileRecord
     QList<QByteArray> gaps;
     QByteArray eol;
     bool clean = true;
+    QByteArray stamp; // what the file was when read or written (absource.h)
 };
 
 struct Book final : Value
@@ -209,6 +211,7 @@ struct Book final : Value
     std::vector<std::unique_ptr<FileRecord>> files;
     QList<qint32> people, groups; // held
     QList<qint32> removed; // held until the next save deletes their cards
+    QList<qint32> retired; // held, in no list: duplicates, and records whose card has changed or gone
     qint32 me = 0;
     QHash<QString, QHash<QString, int>> customTypes; // record type, property key, property type
 };
@@ -266,71 +269,12 @@ private:
     qint64 m_owned = 0;
 };
 
-// The constants of the platform, in the bridge's order. Labels of one meaning share one text, so
-// that a work e-mail label and a work phone label compare equal.
+// The constants of the platform, in the bridge's order.
 enum Constant : int {
-    kUIDProperty,
-    kFirstNameProperty,
-    kLastNameProperty,
-    kBirthdayProperty,
-    kOrganizationProperty,
-    kJobTitleProperty,
-    kHomePageProperty,
-    kEmailProperty,
-    kEmailWorkLabel,
-    kEmailHomeLabel,
-    kAddressProperty,
-    kAddressStreetKey,
-    kAddressCityKey,
-    kAddressStateKey,
-    kAddressZIPKey,
-    kAddressCountryKey,
-    kAddressCountryCodeKey,
-    kAddressHomeLabel,
-    kAddressWorkLabel,
-    kPhoneProperty,
-    kPhoneWorkLabel,
-    kPhoneHomeLabel,
-    kPhoneMobileLabel,
-    kPhoneMainLabel,
-    kPhoneHomeFAXLabel,
-    kPhoneWorkFAXLabel,
-    kPhonePagerLabel,
-    kAIMInstantProperty,
-    kAIMWorkLabel,
-    kAIMHomeLabel,
-    kJabberInstantProperty,
-    kJabberWorkLabel,
-    kJabberHomeLabel,
-    kMSNInstantProperty,
-    kMSNWorkLabel,
-    kMSNHomeLabel,
-    kYahooInstantProperty,
-    kYahooWorkLabel,
-    kYahooHomeLabel,
-    kICQInstantProperty,
-    kNoteProperty,
-    kMiddleNameProperty,
-    kGroupNameProperty,
-    kOtherLabel,
-    kPersonRecordType,
-    kCreationDateProperty,
-    kModificationDateProperty,
-    kFirstNamePhoneticProperty,
-    kLastNamePhoneticProperty,
-    kICQWorkLabel,
-    kICQHomeLabel,
-    kMiddleNamePhoneticProperty,
-    kTitleProperty,
-    kSuffixProperty,
-    kNicknameProperty,
-    kMaidenNameProperty,
-    kWorkLabel,
-    kHomeLabel,
-    kGroupRecordType,
-    kDatabaseChangedNotification,
-    kDatabaseChangedExternallyNotification,
-    kConstantCount
+#define AB_ENUM(name, text) k##name,
+    AB_CONSTANTS(AB_ENUM)
+#undef AB_ENUM
+        kConstantCount
 };
 
 QString constantText(Constant c);

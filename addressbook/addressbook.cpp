@@ -79,13 +79,14 @@ QList<std::shared_ptr<AddressBookRecord>> AddressBook::Find(const QString& text)
     const qint32 query = c.StringToCFString(text);
     QList<qint32> elements;
     for (qint32 i = 0; i < _ABArrayGetCount(properties); ++i) {
-        elements.append(c.ABPersonCreateSearchElement(_ABArrayGetValue(properties, i), 0, 0, query, 8));
+        elements.append(c.ABPersonCreateSearchElement(
+            _ABArrayGetValue(properties, i), 0, 0, query, kContainsSubStringCaseInsensitive));
         BackgroundTask();
     }
     _ABRelease(properties);
     _ABRelease(query);
     const qint32 all = _ABArrayCreate(elements);
-    const qint32 search = c.ABSearchElementCreateWithConjunction(1, all);
+    const qint32 search = c.ABSearchElementCreateWithConjunction(kSearchOr, all);
     _ABRelease(all);
     // The elements, the combined search and the matches are not given back.
     const qint32 matches = c.ABCopyArrayOfMatchingRecords(abref, search);
@@ -103,9 +104,9 @@ QList<std::shared_ptr<AddressBookRecord>> AddressBook::Find(const QString& text)
     return found;
 }
 
-AddressBookRecord::AddressBookRecord(qint32 ref, qint32 abref)
-    : ref(ref)
-    , abref(abref)
+AddressBookRecord::AddressBookRecord(qint32 recordRef, qint32 bookRef)
+    : ref(recordRef)
+    , abref(bookRef)
 {
 }
 
@@ -138,19 +139,19 @@ Variant AddressBookRecord::Value(const QString& name)
         return Variant();
     Variant result;
     switch (type) {
-    case 0:
+    case kErrorType:
         break;
-    case 1:
+    case kStringType:
         result = Variant(c.CFStringToString(value));
         break;
-    case 2:
-    case 3:
+    case kIntegerType:
+    case kRealType:
         result = _ABNumberGetValue(value);
         break;
-    case 4:
+    case kDateType:
         result = _ABCFDateToDate(value);
         break;
-    case 257: // the list itself stands as the record of the view, and stays held
+    case kMultiStringType: // the list itself stands as the record of the view, and stays held
         return Variant(
             std::shared_ptr<Object>(std::make_shared<AddressBookData>(value, abref, name, QStringLiteral("Property"))));
     default:
@@ -174,23 +175,23 @@ void AddressBookRecord::setInternalValue(qint32 property, const Variant& value)
 void AddressBookRecord::setValue(const QString& name, const Variant& value)
 {
     qint32 platformValue = 0;
-    qint32 propertyType = 0;
+    qint32 propertyType = kErrorType;
     switch (value.VarType()) {
     case Variant::TypeInteger:
         platformValue = _ABNumberCreate(value.IntegerValue());
-        propertyType = 2;
+        propertyType = kIntegerType;
         break;
     case Variant::TypeDouble:
         platformValue = _ABNumberCreate(value.DoubleValue());
-        propertyType = 3;
+        propertyType = kRealType;
         break;
     case Variant::TypeDate:
         platformValue = _ABDateToCFDate(value.DateValue());
-        propertyType = 4;
+        propertyType = kDateType;
         break;
     case Variant::TypeString:
         platformValue = _ABC().StringToCFString(value.StringValue());
-        propertyType = 1;
+        propertyType = kStringType;
         break;
     case Variant::TypeNil:
         if (PropertyExists(name))
@@ -214,7 +215,7 @@ bool AddressBookRecord::PropertyExists(const QString& name)
     const qint32 type = _ABC().ABTypeOfProperty(abref, recordType, key);
     _ABRelease(recordType);
     _ABRelease(key);
-    return type != 0;
+    return type != kErrorType;
 }
 
 bool AddressBookRecord::DefineProperty(const QString& name, qint32 type)

@@ -33,7 +33,7 @@ public:
 class AddressBookRecord : public Object
 {
 public:
-    AddressBookRecord(qint32 ref, qint32 abref);
+    AddressBookRecord(qint32 recordRef, qint32 bookRef);
     AddressBookRecord() = default;
     AddressBookRecord(const AddressBookRecord&) = delete;
     AddressBookRecord& operator=(const AddressBookRecord&) = delete;

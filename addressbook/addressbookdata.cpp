@@ -21,9 +21,9 @@ QString keyText(qint32 (_ABFClass::*constant)())
 
 } // namespace
 
-AddressBookData::AddressBookData(qint32 recref, qint32 abref, const QString& property, const QString& name)
-    : recref(recref)
-    , abref(abref)
+AddressBookData::AddressBookData(qint32 recordRef, qint32 bookRef, const QString& property, const QString& name)
+    : recref(recordRef)
+    , abref(bookRef)
     , mProperty(property)
     , PropertyName(name)
 {
@@ -77,7 +77,7 @@ qint32 AddressBookData::PropertyType()
 qint32 AddressBookData::Count()
 {
     LoadValueRef();
-    return PropertyType() >= 257 ? _ABC().ABMultiValueCount(valref) : 1;
+    return PropertyType() >= kMultiStringType ? _ABC().ABMultiValueCount(valref) : 1;
 }
 
 void AddressBookData::boundTest(qint32 index)
@@ -91,17 +91,17 @@ Variant AddressBookData::Value(qint32 index)
     boundTest(index);
     LoadValueRef();
     switch (PropertyType()) {
-    case 0:
+    case kErrorType:
         return Variant();
-    case 1:
+    case kStringType:
         return Variant(valref ? _ABC().CFStringToString(valref) : QString());
-    case 2:
-    case 3:
+    case kIntegerType:
+    case kRealType:
         return _ABNumberGetValue(valref);
-    case 4:
+    case kDateType:
         return _ABCFDateToDate(valref);
-    case 257:
-    case 262:
+    case kMultiStringType:
+    case kMultiDictionaryType:
         return GetMultiValue(index);
     default:
         throw UnsupportedFormatException();
@@ -205,7 +205,7 @@ void AddressBookData::setValue(qint32 index, const Variant& value)
 {
     LoadValueRef();
     const qint32 type = PropertyType();
-    if (type == 257 || type == 262) {
+    if (type == kMultiStringType || type == kMultiDictionaryType) {
         SetMultiValue(index, value);
     } else {
         _ABRelease(valref);
@@ -302,8 +302,8 @@ void AddressBookData::Remove(qint32 index)
     }
 }
 
-AddressBookAddress::AddressBookAddress(qint32 ref)
-    : ref(ref)
+AddressBookAddress::AddressBookAddress(qint32 dictionaryRef)
+    : ref(dictionaryRef)
 {
 }
 

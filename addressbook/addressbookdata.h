@@ -9,7 +9,7 @@
 class AddressBookData : public Object
 {
 public:
-    AddressBookData(qint32 recref, qint32 abref, const QString& property, const QString& name);
+    AddressBookData(qint32 recordRef, qint32 bookRef, const QString& property, const QString& name);
     // Keeps the value only; nothing in the program makes one this way.
     explicit AddressBookData(const Variant& value);
     AddressBookData(AddressBookData&& other) noexcept;
@@ -75,7 +75,7 @@ inline QString operator+(const QString& s, AddressBookData&& d)
 class AddressBookAddress : public Object
 {
 public:
-    explicit AddressBookAddress(qint32 ref);
+    explicit AddressBookAddress(qint32 dictionaryRef);
     AddressBookAddress();
     AddressBookAddress(const AddressBookAddress&) = delete;
     AddressBookAddress& operator=(const AddressBookAddress&) = delete;

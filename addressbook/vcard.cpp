@@ -1,6 +1,10 @@
 #include "vcard.h"
 
+#include "exceptions.h"
+
+#include <QHash>
 #include <QStringDecoder>
+#include <cctype>
 #include <cstring>
 
 namespace vcard {
@@ -83,18 +87,39 @@ QByteArray caretDecode(QByteArrayView v)
     return out;
 }
 
-void addParamValue(Property& p, const QByteArray& name, QByteArray value)
+// Values of a repeated parameter name join its first occurrence. A line with very many parameter
+// names looks them up in a table, so that it reads in linear time.
+class ParamIndex
 {
-    for (Param& q : p.params) {
-        if (q.name == name) {
-            q.values.append(std::move(value));
+public:
+    void add(Property& p, const QByteArray& name, QByteArray value)
+    {
+        qsizetype at = -1;
+        if (p.params.size() < kScan) {
+            for (qsizetype i = 0; i < p.params.size() && at < 0; ++i)
+                at = p.params[i].name == name ? i : -1;
+        } else {
+            if (m_index.isEmpty()) {
+                for (qsizetype i = p.params.size() - 1; i >= 0; --i)
+                    m_index.insert(p.params[i].name, i);
+            }
+            at = m_index.value(name, -1);
+        }
+        if (at >= 0) {
+            p.params[at].values.append(std::move(value));
             return;
         }
+        if (!m_index.isEmpty())
+            m_index.insert(name, p.params.size());
+        p.params.append(Param{name, {std::move(value)}});
     }
-    p.params.append(Param{name, {std::move(value)}});
-}
 
-void parseParam(QByteArrayView text, Property& p, Version version)
+private:
+    static constexpr qsizetype kScan = 16;
+    QHash<QByteArray, qsizetype> m_index;
+};
+
+void parseParam(QByteArrayView text, Property& p, Version version, ParamIndex& index)
 {
     const qsizetype eq = text.indexOf('=');
     if (eq < 0) {
@@ -103,7 +128,7 @@ void parseParam(QByteArrayView text, Property& p, Version version)
             return;
         const bool encoding
             = bare == "QUOTED-PRINTABLE" || bare == "BASE64" || bare == "B" || bare == "8BIT" || bare == "7BIT";
-        addParamValue(p, encoding ? QByteArrayLiteral("ENCODING") : QByteArrayLiteral("TYPE"), bare);
+        index.add(p, encoding ? QByteArrayLiteral("ENCODING") : QByteArrayLiteral("TYPE"), bare);
         return;
     }
     const QByteArray name = text.first(eq).trimmed().toByteArray().toUpper();
@@ -117,7 +142,7 @@ void parseParam(QByteArrayView text, Property& p, Version version)
             QByteArrayView v = values.sliced(start, i - start).trimmed();
             if (v.size() >= 2 && v.front() == '"' && v.back() == '"')
                 v = v.sliced(1, v.size() - 2);
-            addParamValue(p, name, version == Version::V40 ? caretDecode(v) : v.toByteArray());
+            index.add(p, name, version == Version::V40 ? caretDecode(v) : v.toByteArray());
             start = i + 1;
         }
     }
@@ -137,6 +162,7 @@ bool parseProperty(QByteArrayView content, Property& p, Version version)
     p.name = full.sliced(dot + 1).toByteArray().toUpper();
     if (p.name.isEmpty())
         return false;
+    ParamIndex index;
     while (content[i] == ';') {
         const qsizetype start = ++i;
         bool quoted = false;
@@ -147,10 +173,19 @@ bool parseProperty(QByteArrayView content, Property& p, Version version)
         }
         if (i >= n)
             return false;
-        parseParam(content.sliced(start, i - start), p, version);
+        parseParam(content.sliced(start, i - start), p, version, index);
     }
     p.value = content.sliced(i + 1).toByteArray();
     return true;
+}
+
+bool isQuotedPrintable(const QList<Param>& params)
+{
+    for (const Param& p : params) {
+        if (p.name == "ENCODING")
+            return !p.values.isEmpty() && sameCI(p.values.first(), "QUOTED-PRINTABLE");
+    }
+    return false;
 }
 
 Version versionOf(QByteArrayView value)
@@ -214,7 +249,8 @@ public:
                 m_logical.chop(1); // a soft line break
                 m_logical.append(line);
             } else if (m_logicalStart >= 0 && !line.isEmpty() && (line[0] == ' ' || line[0] == '\t')) {
-                m_logical.append(line.sliced(1));
+                // 2.1 folds before a blank that belongs to the text; 3.0 and 4.0 insert the blank.
+                m_logical.append(m_card && m_card->version == Version::V21 ? line : line.sliced(1));
             } else {
                 finishLogical(pos);
                 m_logicalStart = pos;
@@ -240,11 +276,26 @@ public:
     }
 
 private:
+    // Decided by the same parameters that decode the value, once the name and parameters have ended
+    // with their ':'. The look resumes where it stopped, so that a long head folded over many lines stays
+    // linear.
     bool quotedPrintable()
     {
         if (m_qp == 0) {
-            const qsizetype colon = m_logical.indexOf(':');
-            m_qp = colon >= 0 && m_logical.left(colon).toUpper().contains("QUOTED-PRINTABLE") ? 1 : 2;
+            for (; m_scan < m_logical.size(); ++m_scan) {
+                const char c = m_logical[m_scan];
+                if (m_inParams && c == '"')
+                    m_quoted = !m_quoted;
+                else if (!m_quoted && c == ';')
+                    m_inParams = true;
+                else if (!m_quoted && c == ':')
+                    break;
+            }
+            if (m_scan >= m_logical.size())
+                return false;
+            Property p;
+            const QByteArrayView head = QByteArrayView(m_logical).first(m_scan + 1).trimmed();
+            m_qp = parseProperty(head, p, Version::V30) && isQuotedPrintable(p.params) ? 1 : 2;
         }
         return m_qp == 1;
     }
@@ -256,6 +307,8 @@ private:
         handle(QByteArrayView(m_logical).trimmed(), m_logicalStart, end);
         m_logicalStart = -1;
         m_qp = 0;
+        m_scan = 0;
+        m_quoted = m_inParams = false;
     }
 
     void startCard(qsizetype start, QByteArray gap)
@@ -263,6 +316,7 @@ private:
         m_file.gaps.append(std::move(gap));
         m_card = std::make_shared<Card>();
         m_cardStart = start;
+        m_versioned = false;
     }
 
     void handle(QByteArrayView content, qsizetype start, qsizetype end)
@@ -302,8 +356,10 @@ private:
             return;
         }
         p.raw = m_data.mid(start, end - start);
-        if (p.name == "VERSION")
+        if (p.name == "VERSION" && !m_versioned) { // a second one changes nothing already read
             m_card->version = versionOf(p.value);
+            m_versioned = true;
+        }
         m_card->props.append(std::move(p));
     }
 
@@ -315,6 +371,9 @@ private:
     QByteArray m_logical;
     qsizetype m_logicalStart = -1;
     int m_qp = 0; // whether the logical line is quoted-printable: 0 not yet known, 1 yes, 2 no
+    bool m_versioned = false; // the card's VERSION has been read
+    qsizetype m_scan = 0; // how far its head has been looked at
+    bool m_quoted = false, m_inParams = false;
 };
 
 } // namespace
@@ -346,9 +405,7 @@ bool Property::isPreferred() const
 
 QString Property::decoded(Version version) const
 {
-    const Param* enc = param("ENCODING");
-    const QByteArray bytes
-        = enc && !enc->values.isEmpty() && sameCI(enc->values.first(), "QUOTED-PRINTABLE") ? qpDecode(value) : value;
+    const QByteArray bytes = isQuotedPrintable(params) ? qpDecode(value) : value;
     if (const Param* cs = param("CHARSET"); cs && !cs->values.isEmpty() && !sameCI(cs->values.first(), "UTF-8")) {
         QStringDecoder named(cs->values.first().constData());
         if (named.isValid())
@@ -403,19 +460,30 @@ QByteArray escapeText(const QString& text, Version version)
 {
     QString out;
     out.reserve(text.size() + 8);
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
-        if (version == Version::V21) {
-            if (c == QLatin1Char(';'))
-                out += QLatin1Char('\\');
-            out += c;
-        } else if (c == QLatin1Char('\\') || c == QLatin1Char(',') || c == QLatin1Char(';')) {
-            out += QLatin1Char('\\') + c;
-        } else if (c == QLatin1Char('\n')) {
+    for (const QChar c : text) {
+        if (c == QLatin1Char('\\') || c == QLatin1Char(',') || c == QLatin1Char(';'))
+            out += QLatin1Char('\\');
+        if (version == Version::V21 || c != QLatin1Char('\n')) {
+            if (version == Version::V21 || c != QLatin1Char('\r'))
+                out += c; // 2.1 carries line breaks in quoted-printable
+        } else {
             out += QLatin1String("\\n");
-        } else if (c != QLatin1Char('\r')) {
-            out += c;
         }
+    }
+    return out.toUtf8();
+}
+
+QByteArray escapeUri(const QString& text)
+{
+    QString out;
+    out.reserve(text.size() + 8);
+    for (const QChar c : text) {
+        if (c == QLatin1Char('\\'))
+            out += QLatin1String("\\\\");
+        else if (c == QLatin1Char('\n'))
+            out += QLatin1String("\\n");
+        else if (c != QLatin1Char('\r') && c != QChar(0))
+            out += c;
     }
     return out.toUtf8();
 }
@@ -436,60 +504,161 @@ QByteArray versionText(Version version)
     return version == Version::V21 ? "2.1" : version == Version::V40 ? "4.0" : "3.0";
 }
 
+namespace {
+
+bool isNameChar(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
+}
+
+bool isName(QByteArrayView name, bool dots = false)
+{
+    for (const char c : name) {
+        if (!isNameChar(c) && !(dots && c == '.'))
+            return false;
+    }
+    return dots || !name.isEmpty();
+}
+
+// Whether the text after "X;N=" reads back as exactly the one value.
+bool readsAs(const QByteArray& written, const QByteArray& value, Version version)
+{
+    Property p;
+    return parseProperty(QByteArray("X;N=" + written + ':'), p, version) && p.params.size() == 1
+        && p.params.first().values == QList<QByteArray>{value};
+}
+
+QByteArray paramValue(const QByteArray& value, Version version)
+{
+    QByteArray v = value;
+    v.replace('\0', "");
+    if (version == Version::V40) // RFC 6868
+        v.replace('^', "^^").replace('"', "^'").replace('\n', "^n");
+    else
+        v.replace('\n', ""); // no way to write one
+    const bool plain = !v.isEmpty() && !std::isspace(uchar(v.front())) && !std::isspace(uchar(v.back()));
+    if (!v.contains('"')) {
+        if (plain && !v.contains(':') && !v.contains(';') && !v.contains(','))
+            return v;
+        return '"' + v + '"';
+    }
+    // 3.0 and 2.1 have no escape for a quote: the value goes as read, or quoted, if that reads back.
+    for (const QByteArray& candidate : {v, '"' + v + '"'}) {
+        if (readsAs(candidate, v, version))
+            return candidate;
+    }
+    v.replace('"', "");
+    return '"' + v + '"';
+}
+
+bool bareType(const QByteArray& v)
+{
+    static const char* const encodings[] = {"QUOTED-PRINTABLE", "BASE64", "B", "8BIT", "7BIT"};
+    if (!isName(v) || v != v.toUpper())
+        return false;
+    for (const char* e : encodings) {
+        if (v == e)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
 QByteArray formatProperty(const Property& property, Version version, const QByteArray& eol)
 {
+    // A BEGIN or END line would end or open a card.
+    if (!isName(property.name) || !isName(property.group, true) || sameCI(property.name, "BEGIN")
+        || sameCI(property.name, "END"))
+        throw RuntimeException(QStringLiteral("A vCard property cannot be named \"%1\"")
+                                   .arg(QString::fromUtf8(property.group + '.' + property.name)));
     QByteArray value = property.value;
     QList<Param> params = property.params;
-    bool qp = false;
+    for (const Param& p : params) {
+        if (!isName(p.name))
+            throw RuntimeException(
+                QStringLiteral("A vCard parameter cannot be named \"%1\"").arg(QString::fromUtf8(p.name)));
+    }
     if (version == Version::V21) {
         bool ascii = true, breaks = false;
         for (const char c : value) {
             ascii = ascii && uchar(c) < 0x80;
-            breaks = breaks || c == '\n' || c == '\r';
+            breaks = breaks || c == '\n' || c == '\r' || c == '\0';
         }
-        if (!ascii || breaks) {
+        const bool edge = !value.isEmpty() && (value.back() == ' ' || value.back() == '\t');
+        if (!ascii || breaks || edge) {
             params.removeIf([](const Param& p) { return p.name == "ENCODING" || p.name == "CHARSET"; });
             params.append(Param{"ENCODING", {"QUOTED-PRINTABLE"}});
             if (!ascii)
                 params.append(Param{"CHARSET", {"UTF-8"}});
             value = qpEncode(value);
-            qp = true;
+            if (edge) { // a blank at the end of the line would be lost
+                value.chop(1);
+                value += property.value.back() == ' ' ? "=20" : "=09";
+            }
         }
+    } else {
+        value.replace('\0', ""); // a file holding one is never written again
     }
+    const bool qp = isQuotedPrintable(params);
+    if (qp && value.endsWith('=')) // a soft line break would join the next line to this one
+        value = value.chopped(1) + "=3D";
     QByteArray line;
     if (!property.group.isEmpty())
         line += property.group + '.';
     line += property.name;
     for (const Param& p : params) {
-        if (version == Version::V21 && p.name == "TYPE") {
+        if (version == Version::V21 && p.name == "TYPE" && std::all_of(p.values.begin(), p.values.end(), bareType)) {
             for (const QByteArray& v : p.values)
                 line += ';' + v;
             continue;
         }
         line += ';' + p.name + '=';
-        for (qsizetype i = 0; i < p.values.size(); ++i) {
-            const QByteArray& v = p.values[i];
-            const bool quote = v.contains(':') || v.contains(';') || v.contains(',');
-            line += (i ? "," : "") + (quote ? '"' + v + '"' : v);
-        }
+        for (qsizetype i = 0; i < p.values.size(); ++i)
+            line += (i ? "," : "") + paramValue(p.values[i], version);
     }
-    line += ':' + value;
+    line += ':';
+    const qsizetype head = line.size();
+    line += value;
+    // 2.1 keeps the blank that begins a continuation line, so it folds only before a blank of its
+    // own; base64 ignores the blank it inserts.
+    const Param* enc = nullptr;
+    for (const Param& p : params)
+        enc = !enc && p.name == "ENCODING" ? &p : enc;
+    const bool base64
+        = enc && !enc->values.isEmpty() && (sameCI(enc->values.first(), "B") || sameCI(enc->values.first(), "BASE64"));
+    const bool keepsBlank = version == Version::V21 && !base64;
     QByteArray out;
     out.reserve(line.size() + line.size() / 70 * 3 + 2);
     qsizetype pos = 0;
     while (line.size() - pos > 75) {
-        qsizetype cut = pos + (qp ? 74 : 75) - (pos ? 1 : 0);
-        if (qp) { // never split an =XX triplet
-            if (line[cut - 1] == '=')
+        qsizetype cut = pos + (qp ? 74 : 75) - (pos && !keepsBlank ? 1 : 0);
+        if (qp) { // soft breaks only in the value, and never inside an =XX triplet
+            cut = qMax(cut, head);
+            if (cut >= line.size())
+                break;
+            if (cut - 1 >= head && line[cut - 1] == '=')
                 cut -= 1;
-            else if (line[cut - 2] == '=')
+            else if (cut - 2 >= head && line[cut - 2] == '=')
                 cut -= 2;
+        } else if (keepsBlank) {
+            // Nor after a carriage return, which a file of bare line feeds would take for part of its line end.
+            const auto fits = [&](qsizetype i) { return (line[i] == ' ' || line[i] == '\t') && line[i - 1] != '\r'; };
+            while (cut > pos + 1 && !fits(cut))
+                --cut;
+            if (!fits(cut)) {
+                cut = pos + 76;
+                while (cut < line.size() && !fits(cut))
+                    ++cut;
+                if (cut >= line.size())
+                    break;
+            }
         } else {
-            while (cut > pos + 1 && (uchar(line[cut]) & 0xC0) == 0x80)
-                --cut; // nor a UTF-8 sequence
+            while (cut > pos + 1 && ((uchar(line[cut]) & 0xC0) == 0x80 || line[cut - 1] == '\r'))
+                --cut; // nor inside a UTF-8 sequence
         }
         out += QByteArrayView(line).sliced(pos, cut - pos);
-        out += qp ? '=' + eol : eol + ' ';
+        out += qp ? '=' + eol : keepsBlank ? eol : eol + ' ';
         pos = cut;
     }
     out += QByteArrayView(line).sliced(pos);

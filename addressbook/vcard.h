@@ -59,11 +59,14 @@ struct File
 
 File parse(const QByteArray& data);
 
-// Writing. Values are given already escaped (escapeText) where their type needs it.
+// Writing. Values are given already escaped where their type needs it: escapeText for text,
+// escapeUri for a URI or a UID, which are read with the same unescaping.
 QByteArray escapeText(const QString& text, Version version);
+QByteArray escapeUri(const QString& text);
 QByteArray joinComponents(const QStringList& components, Version version, char separator = ';');
 // One property as lines: parameters written in the version's form, quoted-printable for 2.1 values
-// that are not plain ASCII, lines folded at 75 octets.
+// that are not plain ASCII, lines folded at 75 octets. Throws RuntimeException for a name, group or
+// parameter name that would not read back as this one property (only letters, digits and '-').
 QByteArray formatProperty(const Property& property, Version version, const QByteArray& eol);
 QByteArray versionText(Version version);
 

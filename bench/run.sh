@@ -8,5 +8,7 @@ QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_lists
 ./build-bench/bench/bench_smtp tests/smtp_server.py
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_campaign tests/smtp_server.py
 ./build-bench/bench/bench_addressbook
+./build-bench/bench/bench_vcardscale
+./build-bench/bench/bench_sources tests/eds_book.py tests/data/thunderbird-abook.sqlite
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_import
 ./build-bench/bench/bench_mailtext

@@ -14,7 +14,7 @@ shift $(( $# < 3 ? $# : 3 ))
 case $target in
 message | headers) max_len=131072 ;;
 attachment) max_len=65536 ;;
-smtp | prefs) max_len=16384 ;;
+smtp | prefs | addressbook) max_len=16384 ;;
 *) max_len=4096 ;;
 esac
 cmake --preset fuzz ${CMAKE_CXX_COMPILER_LAUNCHER:+-DCMAKE_CXX_COMPILER_LAUNCHER=$CMAKE_CXX_COMPILER_LAUNCHER} >/dev/null

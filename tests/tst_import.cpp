@@ -13,6 +13,53 @@
 #include <QTimer>
 #include <unistd.h>
 
+namespace {
+
+// "first;last;mail,mail;category" as the card of person i.
+QByteArray card(int i, QString person)
+{
+    QStringList f = (person + ";;;").split(';');
+    return ("BEGIN:VCARD\r\nVERSION:3.0\r\nUID:p" + QString::number(i) + "\r\nN:" + f[1] + ';' + f[0]
+        + ";;;\r\nORG:Firm\r\n" + (f[2].isEmpty() ? "" : "EMAIL:" + f[2].replace(',', "\r\nEMAIL:") + "\r\n")
+        + (f[3].isEmpty() ? "" : "CATEGORIES:" + f[3] + "\r\n") + "END:VCARD\r\n")
+        .toUtf8();
+}
+
+// Between two openings Ann's address changes, Roe leaves and Cy joins: by hand, or by khard's own commands.
+void changeOnDisk(const QString& folder, bool khard)
+{
+    const auto write = [](const QString& path, const QByteArray& bytes) {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
+    };
+    if (!khard) {
+        write(folder + "100000.vcf", card(0, "Ann;Lee;9@x.org;Friends"));
+        QVERIFY(QFile::remove(folder + "100001.vcf"));
+        write(folder + "100100.vcf", card(100, "Cy;Doe;c@x.org;Club"));
+        return;
+    }
+    write(qEnvironmentVariable("XDG_CONFIG_HOME") + "/khard/khard.conf",
+        "[addressbooks]\n[[mine]]\npath = ${XDG_DATA_HOME}/contacts\n");
+    write(folder + "../ann.yaml",
+        "First name : Ann\nLast name : Lee\nEmail :\n    other : 9@x.org\nCategories : Friends\n");
+    const struct
+    {
+        QStringList args;
+        QByteArray input;
+    } runs[] = {{{"modify", "-i", folder + "../ann.yaml", "uid:p0"}, "y\n"}, {{"remove", "--force", "uid:p1"}, ""},
+        {{"new", "-a", "mine"}, "First name : Cy\nLast name : Doe\nEmail :\n    other : c@x.org\nCategories : Club\n"}};
+    for (const auto& run : runs) {
+        QProcess p;
+        p.start("khard", run.args);
+        p.write(run.input);
+        p.closeWriteChannel();
+        QVERIFY2(p.waitForFinished(60000) && p.exitCode() == 0, p.readAllStandardError().constData());
+    }
+}
+
+} // namespace
+
 // File > Address Book clicked on the real main window: vCard files in a fresh home, rows in the real file.
 class TestImport : public QObject
 {
@@ -45,6 +92,12 @@ private slots:
             << book << "1 Cancel, New, 0 Ok" << never << QStringList{"All", "*Friends"} << four << none << everyone;
         QTest::newRow("close box: read again") << book << "1 close, New, 0 Ok" << never
                                                << QStringList{"All", "Friends", "New"} << four << none << everyone;
+        const QStringList changed{"All", "Friends", "Club"};
+        const QString current = "Ann Lee|9@x.org\nBob |\n |\nCy Doe|c@x.org";
+        QTest::newRow("changed on disk: read again")
+            << book << "1 close, Edit, 0 Ok" << never << changed << four << none << current;
+        QTest::newRow("changed by khard: read again")
+            << book << "1 close, Khard, 0 Ok" << never << changed << four << none << current;
         QTest::newRow("no address book") << none << "0 Ok" << never << none << none
                                          << QStringList("An exception of class RuntimeException was not handled.\n"
                                                         "AddressBook is not supported on Non-Mac OS X 10.2+ Systems")
@@ -76,13 +129,9 @@ private slots:
         QFETCH(QString, lockAt);
         const QString folder = home.path() + "/.local/share/contacts/";
         for (qsizetype i = 0; i < people.size() && QDir().mkpath(folder); ++i) {
-            QStringList f = (people[i] + ";;;").split(';');
             QFile file(folder + QString::number(100000 + i) + ".vcf");
             if (!people[i].isEmpty() && file.open(QIODevice::WriteOnly))
-                file.write(("BEGIN:VCARD\r\nVERSION:3.0\r\nN:" + f[1] + ';' + f[0] + ";;;\r\nORG:Firm\r\n"
-                    + (f[2].isEmpty() ? "" : "EMAIL:" + f[2].replace(',', "\r\nEMAIL:") + "\r\n")
-                    + (f[3].isEmpty() ? "" : "CATEGORIES:" + f[3] + "\r\n") + "END:VCARD\r\n")
-                               .toUtf8());
+                file.write(card(int(i), people[i]));
         }
         Principal* w = program.window();
         QStringList listed, seen;
@@ -93,6 +142,10 @@ private slots:
                 AddressBookGroup added;
                 added.setName("New");
                 System::AddressBook()->Add(added);
+                continue;
+            }
+            if (step == "Edit" || step == "Khard") {
+                changeOnDisk(folder, step == "Khard");
                 continue;
             }
             QTimer shown, tick;

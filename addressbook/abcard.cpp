@@ -1,0 +1,426 @@
+#include "abfields.h"
+
+#include <QSet>
+#include <QUuid>
+#include <optional>
+
+// Card to record: how the lines of a card become a record's properties.
+namespace abplatform {
+namespace {
+
+using vcard::Version;
+
+bool isIn(const QByteArray& name, std::initializer_list<const char*> names)
+{
+    for (const char* n : names) {
+        if (name == n)
+            return true;
+    }
+    return false;
+}
+
+int imField(const vcard::Property& p)
+{
+    for (const ListField& f : kListFields) {
+        if (f.scheme && p.name == f.name)
+            return f.field;
+    }
+    if (p.name != "IMPP")
+        return -1;
+    const QByteArray scheme = p.value.left(qMax<qsizetype>(p.value.indexOf(':'), 0)).toLower();
+    const vcard::Param* service = p.param("X-SERVICE-TYPE");
+    for (const ListField& f : kListFields) {
+        if (!f.scheme)
+            continue;
+        if (scheme == f.scheme || (f.field == FMsn && scheme == "msn") || (f.field == FJabber && scheme == "jabber")
+            || (f.field == FYahoo && scheme == "yahoo"))
+            return f.field;
+        if (service && !service->values.isEmpty()
+            && service->values.first().toLower() == QByteArray(f.service).toLower())
+            return f.field;
+    }
+    return -1;
+}
+
+int fieldOf(const vcard::Property& p, bool group)
+{
+    if (p.name == "N" || p.name == "FN")
+        return group ? FGroupName : FName;
+    if (p.name == "ORG")
+        return FOrg;
+    if (p.name == "UID")
+        return FUid;
+    if (p.name == "BDAY")
+        return FBday;
+    if (p.name == "REV")
+        return FRev;
+    if (p.name == "CATEGORIES")
+        return FCategories;
+    if (p.name == "PHOTO")
+        return FPhoto;
+    if (isIn(p.name, {"MEMBER", "X-ADDRESSBOOKSERVER-MEMBER"}))
+        return group ? FMembers : -1;
+    for (const TextField& t : kTextFields) {
+        if (p.name == t.name)
+            return t.field;
+    }
+    if (p.name == "EMAIL")
+        return FEmail;
+    if (p.name == "TEL")
+        return FTel;
+    if (p.name == "ADR")
+        return FAdr;
+    return imField(p);
+}
+
+bool manyLines(int field)
+{
+    return field == FName || field == FGroupName || field == FCategories || field == FMembers || listField(field);
+}
+
+void tagCard(vcard::Card& card, bool group)
+{
+    quint32 seen = 0;
+    for (vcard::Property& p : card.props) {
+        p.tag = fieldOf(p, group);
+        if (p.tag < 0 || manyLines(p.tag))
+            continue;
+        if (seen & bit(p.tag))
+            p.tag = -1; // only the first of a single-valued line is the property's
+        else
+            seen |= bit(p.tag);
+    }
+}
+
+QDateTime base2001()
+{
+    return QDateTime(QDate(2001, 1, 1), QTime(0, 0));
+}
+
+std::optional<double> parseDate(const QString& text)
+{
+    const QString t = text.trimmed();
+    QDate d;
+    QTime time(0, 0);
+    bool utc = false;
+    if (t.startsWith(QLatin1String("--"))) { // a birthday without a year
+        const QString md = t.mid(2).remove(QLatin1Char('-'));
+        d = QDate(1604, md.left(2).toInt(), md.mid(2, 2).toInt());
+    } else {
+        const QString day = t.section(QLatin1Char('T'), 0, 0).remove(QLatin1Char('-'));
+        d = QDate::fromString(day.left(8), QStringLiteral("yyyyMMdd"));
+        QString clock = t.section(QLatin1Char('T'), 1);
+        if (!clock.isEmpty()) {
+            utc = clock.endsWith(QLatin1Char('Z'));
+            clock.remove(QLatin1Char(':')).remove(QLatin1Char('Z'));
+            const QTime parsed
+                = QTime::fromString(clock.left(6).leftJustified(6, QLatin1Char('0')), QStringLiteral("HHmmss"));
+            if (parsed.isValid())
+                time = parsed;
+        }
+    }
+    if (!d.isValid())
+        return std::nullopt;
+    return secondsSince2001(utc ? QDateTime(d, time, Qt::UTC) : QDateTime(d, time));
+}
+
+// "Smith, John"; otherwise the last word is the family name, with the lower-case particles before
+// it ("Maria da Silva", "Ludwig van Beethoven").
+std::pair<QString, QString> splitFormattedName(const QString& formatted)
+{
+    const QString s = formatted.simplified();
+    if (const qsizetype comma = s.indexOf(QLatin1Char(',')); comma > 0)
+        return {s.mid(comma + 1).trimmed(), s.left(comma).trimmed()};
+    const QStringList words = s.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    if (words.size() < 2)
+        return {s, QString()};
+    qsizetype lastStart = words.size() - 1;
+    while (lastStart > 1 && words[lastStart - 1].front().isLower())
+        --lastStart;
+    return {words.mid(0, lastStart).join(QLatin1Char(' ')), words.mid(lastStart).join(QLatin1Char(' '))};
+}
+
+qint32 labelFor(const vcard::Property& p, int field, const QHash<QByteArray, QString>& customLabels)
+{
+    Platform& P = platform();
+    if (!p.group.isEmpty()) {
+        if (auto it = customLabels.find(p.group.toLower()); it != customLabels.end()) {
+            static const std::pair<const char*, Constant> apple[] = {{"_$!<Work>!$_", kWorkLabel},
+                {"_$!<Home>!$_", kHomeLabel}, {"_$!<Other>!$_", kOtherLabel}, {"_$!<Mobile>!$_", kPhoneMobileLabel},
+                {"_$!<Main>!$_", kPhoneMainLabel}, {"_$!<HomeFAX>!$_", kPhoneHomeFAXLabel},
+                {"_$!<WorkFAX>!$_", kPhoneWorkFAXLabel}, {"_$!<Pager>!$_", kPhonePagerLabel}};
+            for (const auto& [text, c] : apple) {
+                if (*it == QLatin1String(text))
+                    return P.constant(c);
+            }
+            return P.newString(*it, false);
+        }
+    }
+    if (field == FTel) {
+        if (p.hasType("cell") || p.hasType("mobile") || p.hasType("iphone"))
+            return P.constant(kPhoneMobileLabel);
+        if (p.hasType("pager"))
+            return P.constant(kPhonePagerLabel);
+        if (p.hasType("fax"))
+            return P.constant(p.hasType("work") ? kPhoneWorkFAXLabel : kPhoneHomeFAXLabel);
+        if (p.hasType("main"))
+            return P.constant(kPhoneMainLabel);
+    }
+    if (p.hasType("work"))
+        return P.constant(kWorkLabel);
+    if (p.hasType("home"))
+        return P.constant(kHomeLabel);
+    return P.constant(kOtherLabel);
+}
+
+qint32 addressOf(const vcard::Property& p, Version v, const QString& countryCode)
+{
+    Platform& P = platform();
+    const QStringList c = p.components(v);
+    auto dict = std::make_unique<Dictionary>();
+    auto add = [&](qint32 key, const QString& value) {
+        if (!value.isEmpty())
+            dict->entries.append({key, P.newString(value, false)});
+    };
+    const QString part[7] = {c.value(0), c.value(1), c.value(2), c.value(3), c.value(4), c.value(5), c.value(6)};
+    add(P.constant(kAddressStreetKey), part[2]);
+    add(P.constant(kAddressCityKey), part[3]);
+    add(P.constant(kAddressStateKey), part[4]);
+    add(P.constant(kAddressZIPKey), part[5]);
+    add(P.constant(kAddressCountryKey), part[6]);
+    add(P.constant(kAddressCountryCodeKey), countryCode);
+    if (!part[0].isEmpty())
+        add(P.newString(QLatin1String(kPOBoxKey), false), part[0]);
+    if (!part[1].isEmpty())
+        add(P.newString(QLatin1String(kExtendedKey), false), part[1]);
+    return P.table.add(std::move(dict), false);
+}
+
+void putText(Record& r, Constant key, const QString& text)
+{
+    if (!text.isEmpty())
+        r.put(constantText(key), platform().newString(text, false));
+}
+
+// What one card's reading carries from line to line.
+struct CardReading
+{
+    CardReading(Record& record, Version version)
+        : r(record)
+        , v(version)
+    {
+    }
+    Record& r;
+    Version v;
+    QHash<QByteArray, QString> customLabels, countryCodes;
+    std::array<MultiValue*, FieldCount> lists{};
+    QString formatted, org;
+    QSet<QString> seenCategories; // folded; a set, so that a card with very many stays linear
+    bool named = false;
+};
+
+void readName(CardReading& c, const vcard::Property& p)
+{
+    if (p.name == "FN" && c.formatted.isEmpty()) {
+        c.formatted = p.text(c.v);
+    } else if (p.name == "N" && !c.named) {
+        const QStringList n = p.components(c.v);
+        putText(c.r, kLastNameProperty, n.value(0));
+        putText(c.r, kFirstNameProperty, n.value(1));
+        putText(c.r, kMiddleNameProperty, n.value(2));
+        putText(c.r, kTitleProperty, n.value(3));
+        putText(c.r, kSuffixProperty, n.value(4));
+        c.named = !n.value(0).isEmpty() || !n.value(1).isEmpty() || !n.value(2).isEmpty();
+    }
+}
+
+void readGroupName(CardReading& c, const vcard::Property& p)
+{
+    if (p.name == "FN" || c.formatted.isEmpty())
+        c.formatted = p.name == "FN" ? p.text(c.v) : p.components(c.v).value(0);
+}
+
+void readDate(CardReading& c, const vcard::Property& p)
+{
+    if (const auto s = parseDate(p.text(c.v)))
+        c.r.put(constantText(p.tag == FBday ? kBirthdayProperty : kModificationDateProperty),
+            platform().table.add(std::make_unique<DateValue>(*s), false));
+}
+
+void readCategories(CardReading& c, const vcard::Property& p)
+{
+    if (c.r.kind != Kind::Person)
+        return;
+    auto& cats = static_cast<Person&>(c.r).categories;
+    for (const QString& part : p.components(c.v, ',')) {
+        const QString name = part.trimmed();
+        if (!name.isEmpty() && !c.seenCategories.contains(name.toCaseFolded())) {
+            c.seenCategories.insert(name.toCaseFolded());
+            cats.append(name);
+        }
+    }
+}
+
+void readListEntry(CardReading& c, const vcard::Property& p, const ListField& f, int index)
+{
+    Platform& P = platform();
+    MultiValue*& mv = c.lists[size_t(p.tag)];
+    if (!mv) {
+        auto made = std::make_unique<MultiValue>();
+        mv = made.get();
+        c.r.put(constantText(f.key), P.table.add(std::move(made), false));
+    }
+    MultiValue::Entry e;
+    if (p.tag == FAdr) {
+        e.value = addressOf(p, c.v, c.countryCodes.value(p.group.toLower()));
+    } else {
+        QString text = p.text(c.v).trimmed();
+        if (p.name == "IMPP" || (p.tag == FTel && text.startsWith(QLatin1String("tel:"), Qt::CaseInsensitive)))
+            text = text.mid(text.indexOf(QLatin1Char(':')) + 1);
+        e.value = P.newString(text, false);
+    }
+    e.label = labelFor(p, p.tag, c.customLabels);
+    e.id = mv->nextId++;
+    e.originCard = c.r.card;
+    e.originIndex = index;
+    e.pristine = true;
+    if (mv->primaryId < 0 && p.isPreferred())
+        mv->primaryId = e.id;
+    mv->entries.append(e);
+}
+
+void readLine(CardReading& c, const vcard::Property& p, int index)
+{
+    switch (p.tag) {
+    case -1:
+    case FPhoto: // read when asked for
+        break;
+    case FName:
+        readName(c, p);
+        break;
+    case FGroupName:
+        readGroupName(c, p);
+        break;
+    case FOrg:
+        c.org = p.components(c.v).value(0);
+        putText(c.r, kOrganizationProperty, c.org);
+        break;
+    case FUid: // without what no card can carry, so that the UID reads the same from the lines that name it
+        c.r.uid = p.text(c.v).trimmed().remove(QLatin1Char('\r')).remove(QChar(0));
+        c.r.uidInCard = !c.r.uid.isEmpty();
+        break;
+    case FBday:
+    case FRev:
+        readDate(c, p);
+        break;
+    case FCategories:
+        readCategories(c, p);
+        break;
+    case FMembers:
+        static_cast<Group&>(c.r).memberName = p.name;
+        static_cast<Group&>(c.r).unresolved.append(p.text(c.v).trimmed().toUtf8());
+        break;
+    default:
+        if (const ListField* f = listField(p.tag)) {
+            readListEntry(c, p, *f, index);
+            break;
+        }
+        for (const TextField& t : kTextFields) {
+            if (t.field == p.tag)
+                putText(c.r, t.key, p.text(c.v));
+        }
+    }
+}
+
+// Makes the record's properties from its card.
+void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
+{
+    const bool group = r.kind == Kind::Group;
+    tagCard(*card, group);
+    r.card = card;
+    CardReading c{r, card->version};
+    for (const vcard::Property& p : card->props) {
+        if (!p.group.isEmpty() && p.name == "X-ABLABEL")
+            c.customLabels.insert(p.group.toLower(), p.text(c.v));
+        else if (!p.group.isEmpty() && p.name == "X-ABADR")
+            c.countryCodes.insert(p.group.toLower(), p.text(c.v));
+    }
+    const vcard::Property* showAs = card->first("X-ABSHOWAS");
+    const bool company = showAs && showAs->value.trimmed().toUpper() == "COMPANY";
+    for (int i = 0; i < card->props.size(); ++i)
+        readLine(c, card->props[i], i);
+    if (group) {
+        putText(r, kGroupNameProperty, c.formatted);
+    } else if (!c.named && !c.formatted.isEmpty() && c.formatted != c.org && !company) {
+        const auto [first, last] = splitFormattedName(c.formatted);
+        putText(r, kFirstNameProperty, first);
+        putText(r, kLastNameProperty, last);
+    }
+}
+
+} // namespace
+
+bool isGroupCard(const vcard::Card& card)
+{
+    for (const vcard::Property& p : card.props) {
+        if (isIn(p.name, {"KIND", "X-ADDRESSBOOKSERVER-KIND", "X-KIND"}) && p.value.trimmed().toLower() == "group")
+            return true;
+    }
+    return false;
+}
+
+qint32 newRecord(const std::shared_ptr<vcard::Card>& card, bool group, bool owned)
+{
+    std::unique_ptr<Record> r;
+    if (group)
+        r = std::make_unique<Group>();
+    else
+        r = std::make_unique<Person>();
+    Record* raw = r.get();
+    const qint32 h = platform().table.add(std::move(r), owned);
+    if (card)
+        loadCard(*raw, card);
+    if (raw->uid.isEmpty())
+        raw->uid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    raw->put(constantText(kUIDProperty), platform().newString(raw->uid, false));
+    return h;
+}
+
+void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
+{
+    Platform& P = platform();
+    for (const auto& kv : std::as_const(r.values))
+        P.table.release(kv.second);
+    r.values.clear();
+    if (r.kind == Kind::Person)
+        static_cast<Person&>(r).categories.clear();
+    else
+        static_cast<Group&>(r).unresolved.clear();
+    loadCard(r, card);
+    r.put(constantText(kUIDProperty), P.newString(r.uid, false));
+    if (r.kind == Kind::Group) {
+        auto& g = static_cast<Group&>(r);
+        QSet<QByteArray> named; // a set, so that a group of many members saves in linear time
+        for (const QList<qint32>* list : {&g.members, &g.subgroups}) {
+            for (qint32 h : *list) {
+                if (const auto* m = static_cast<const Record*>(P.table.get(h))) {
+                    named.insert(m->uid.toUtf8());
+                    named.insert("urn:uuid:" + m->uid.toUtf8());
+                }
+            }
+        }
+        g.unresolved.removeIf([&](const QByteArray& value) { return named.contains(value); });
+    }
+}
+
+double secondsSince2001(const QDateTime& moment)
+{
+    return double(moment.toSecsSinceEpoch() - base2001().toSecsSinceEpoch());
+}
+
+QDateTime momentOf(double seconds)
+{
+    return base2001().addSecs(qint64(seconds));
+}
+
+} // namespace abplatform

@@ -1,0 +1,249 @@
+#include "absource.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <glob.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+// Folders of vCard files, one card or more per file: $XDG_DATA_HOME/contacts, ~/.contacts, the
+// address books of khard's configuration and the filesystem storages of vdirsyncer's. A folder's
+// cards are its own and those of the folders one level below it (one per collection).
+namespace abplatform {
+namespace {
+
+struct Place
+{
+    QString path;
+    QString ext;
+};
+
+constexpr qint64 kMaxConfigBytes = 1 << 20;
+
+QString configFile(const char* variable, const QString& fallback)
+{
+    const QString set = qEnvironmentVariable(variable);
+    return set.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + fallback : set;
+}
+
+QStringList configLines(const QString& path)
+{
+    const auto bytes = readRegularFile(path, kMaxConfigBytes);
+    return bytes ? QString::fromUtf8(*bytes).split(QLatin1Char('\n')) : QStringList();
+}
+
+// key = value, the value unquoted; an empty key for any other line.
+std::pair<QString, QString> setting(const QString& line)
+{
+    const qsizetype eq = line.indexOf(QLatin1Char('='));
+    if (eq < 0 || line.startsWith(QLatin1Char('#')))
+        return {};
+    QString value = line.mid(eq + 1).trimmed();
+    if (value.size() >= 2 && (value.front() == QLatin1Char('"') || value.front() == QLatin1Char('\''))
+        && value.back() == value.front())
+        value = value.mid(1, value.size() - 2);
+    return {line.left(eq).trimmed().toLower(), value};
+}
+
+// khard: [addressbooks] holds one [[name]] per book with its path; with type = discover the path
+// is a pattern, and every folder it matches is a book.
+void khardPlaces(QList<Place>& out)
+{
+    bool inBooks = false;
+    QString path, type;
+    auto flush = [&]() {
+        if (path.isEmpty())
+            return;
+        const QString expanded = expandPath(path);
+        if (type.compare(QLatin1String("discover"), Qt::CaseInsensitive) == 0) {
+            glob_t g{};
+            if (::glob(QFile::encodeName(expanded).constData(), GLOB_ONLYDIR, nullptr, &g) == 0) {
+                for (size_t i = 0; i < g.gl_pathc; ++i)
+                    out.append({QFile::decodeName(g.gl_pathv[i]), QStringLiteral(".vcf")});
+            }
+            ::globfree(&g);
+        } else {
+            out.append({expanded, QStringLiteral(".vcf")});
+        }
+        path.clear();
+        type.clear();
+    };
+    for (const QString& raw : configLines(configFile("KHARD_CONFIG", QStringLiteral("/khard/khard.conf")))) {
+        const QString line = raw.trimmed();
+        if (line.startsWith(QLatin1String("[["))) {
+            flush();
+        } else if (line.startsWith(QLatin1Char('['))) {
+            flush();
+            inBooks = line.compare(QLatin1String("[addressbooks]"), Qt::CaseInsensitive) == 0;
+        } else if (inBooks) {
+            const auto [key, value] = setting(line);
+            if (key == QLatin1String("path"))
+                path = value;
+            else if (key == QLatin1String("type"))
+                type = value;
+        }
+    }
+    flush();
+}
+
+// vdirsyncer: every [storage name] of type "filesystem" with its path and file extension; a
+// calendar's storage (.ics) holds no cards.
+void vdirsyncerPlaces(QList<Place>& out)
+{
+    bool inStorage = false;
+    QString type, path, ext;
+    auto flush = [&]() {
+        if (inStorage && type == QLatin1String("filesystem") && !path.isEmpty() && !ext.isEmpty()
+            && ext.compare(QLatin1String(".ics"), Qt::CaseInsensitive) != 0)
+            out.append({expandPath(path), ext});
+        type.clear();
+        path.clear();
+        ext.clear();
+    };
+    for (const QString& raw : configLines(configFile("VDIRSYNCER_CONFIG", QStringLiteral("/vdirsyncer/config")))) {
+        const QString line = raw.trimmed();
+        if (line.startsWith(QLatin1Char('['))) {
+            flush();
+            inStorage = line.startsWith(QLatin1String("[storage "));
+            continue;
+        }
+        const auto [key, value] = setting(line);
+        if (key == QLatin1String("type"))
+            type = value;
+        else if (key == QLatin1String("path"))
+            path = value;
+        else if (key == QLatin1String("fileext"))
+            ext = value;
+    }
+    flush();
+}
+
+// A folder's listing is kept while the kernel reports no change in it: stating every file of a
+// large book at each opening costs far more than the opening itself. A folder with links in it is
+// listed every time, since a change behind a link is not reported there.
+class Listings
+{
+public:
+    QList<std::pair<QString, QByteArray>> files(const QString& folder, const QString& ext)
+    {
+        drain();
+        const QString key = folder + QLatin1Char('\n') + ext;
+        if (const auto it = m_kept.constFind(key); it != m_kept.cend())
+            return it->files;
+        const int wd = m_fd < 0 ? -1
+                                : ::inotify_add_watch(m_fd, QFile::encodeName(folder).constData(),
+                                    IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB
+                                        | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
+        auto listed = filesIn(folder, ext);
+        const bool linked = std::any_of(listed.cbegin(), listed.cend(),
+            [&](const auto& f) { return !f.first.startsWith(folder + QLatin1Char('/')); });
+        if (wd >= 0 && !linked)
+            m_kept.insert(key, {wd, listed});
+        return listed;
+    }
+
+private:
+    struct Kept
+    {
+        int wd;
+        QList<std::pair<QString, QByteArray>> files;
+    };
+    // Forgets the listings of every folder the kernel reported a change in.
+    void drain()
+    {
+        alignas(inotify_event) char buffer[4096];
+        ssize_t n;
+        while (m_fd >= 0 && (n = ::read(m_fd, buffer, sizeof buffer)) > 0) {
+            for (ssize_t at = 0; at < n;) {
+                const auto* e = reinterpret_cast<const inotify_event*>(buffer + at);
+                if (e->mask & IN_Q_OVERFLOW)
+                    m_kept.clear();
+                m_kept.removeIf([&](const auto& kept) { return kept.value().wd == e->wd; });
+                at += ssize_t(sizeof(inotify_event) + e->len);
+            }
+        }
+    }
+    int m_fd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    QHash<QString, Kept> m_kept;
+};
+
+Listings& listings()
+{
+    static Listings kept;
+    return kept;
+}
+
+class Folders final : public Source
+{
+public:
+    explicit Folders(int order)
+        : m_order(order)
+    {
+    }
+
+    bool units(QList<Unit>& out) override
+    {
+        const QString home = QDir::homePath();
+        QList<Place> places{
+            {QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/contacts"),
+                QStringLiteral(".vcf")},
+            {home + QLatin1String("/.contacts"), QStringLiteral(".vcf")}};
+        khardPlaces(places);
+        vdirsyncerPlaces(places);
+        bool any = false;
+        QStringList seen;
+        QString fallback;
+        m_target.clear();
+        auto collection = [&](const QString& folder, const QString& ext) {
+            const QString canonical = QFileInfo(folder).canonicalFilePath();
+            if (canonical.isEmpty() || seen.contains(canonical))
+                return;
+            const auto files = listings().files(canonical, ext);
+            if (files.isEmpty())
+                return;
+            seen.append(canonical);
+            if (m_target.isEmpty() && QFileInfo(canonical).isWritable())
+                m_target = canonical;
+            for (const auto& [path, stamp] : files)
+                out.append({path, stamp, m_order});
+        };
+        for (const Place& place : std::as_const(places)) {
+            const QFileInfo info(place.path);
+            if (!info.isDir())
+                continue;
+            any = true;
+            if (fallback.isEmpty() && info.isWritable())
+                fallback = info.canonicalFilePath();
+            collection(place.path, place.ext);
+            for (const QString& sub : QDir(place.path).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+                collection(place.path + QLatin1Char('/') + sub, place.ext);
+        }
+        if (m_target.isEmpty())
+            m_target = fallback;
+        return any;
+    }
+
+    std::optional<vcard::File> read(const Unit& unit) override
+    {
+        const auto bytes = readRegularFile(unit.path);
+        if (!bytes)
+            return std::nullopt;
+        return vcard::parse(*bytes);
+    }
+
+    QString target() const override { return m_target; }
+
+private:
+    int m_order;
+    QString m_target;
+};
+
+} // namespace
+
+std::unique_ptr<Source> vcardFolders(int order)
+{
+    return std::make_unique<Folders>(order);
+}
+
+} // namespace abplatform

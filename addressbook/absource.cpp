@@ -1,0 +1,192 @@
+#include "absource.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QUrl>
+#include <algorithm>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace abplatform {
+namespace {
+
+QByteArray stampOf(const struct stat& st)
+{
+    return QByteArray::number(qint64(st.st_size)) + ':' + QByteArray::number(qint64(st.st_mtim.tv_sec)) + '.'
+        + QByteArray::number(qint64(st.st_mtim.tv_nsec)) + ';';
+}
+
+// At most cap bytes of a regular file; whole says a longer file is refused rather than cut.
+std::optional<QByteArray> readFd(const QString& path, qint64 cap, bool whole)
+{
+    // O_NONBLOCK: a FIFO opens at once instead of waiting for a writer; it is then refused by type.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0)
+        return std::nullopt;
+    struct stat st
+    {
+    };
+    std::optional<QByteArray> out;
+    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && (st.st_size <= cap || !whole)) {
+        QByteArray bytes(qsizetype(std::min<qint64>(st.st_size, cap)), Qt::Uninitialized);
+        qsizetype got = 0;
+        while (got < bytes.size()) {
+            const ssize_t n = ::read(fd, bytes.data() + got, size_t(bytes.size() - got));
+            if (n <= 0)
+                break;
+            got += n;
+        }
+        bytes.truncate(got); // a file cut short while read gives what it held
+        out = std::move(bytes);
+    }
+    ::close(fd);
+    return out;
+}
+
+} // namespace
+
+std::optional<QByteArray> readRegularFile(const QString& path, qint64 cap)
+{
+    return readFd(path, cap, true);
+}
+
+QByteArray fileStamp(const QString& path)
+{
+    struct stat st
+    {
+    };
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISREG(st.st_mode))
+        return QByteArray();
+    return stampOf(st);
+}
+
+QList<std::pair<QString, QByteArray>> filesIn(const QString& folder, const QString& ext)
+{
+    QList<std::pair<QString, QByteArray>> out;
+    const QByteArray dirPath = QFile::encodeName(folder);
+    DIR* dir = ::opendir(dirPath.constData());
+    if (!dir)
+        return out;
+    const QByteArray suffix = QFile::encodeName(ext);
+    const int dfd = ::dirfd(dir);
+    while (const dirent* e = ::readdir(dir)) {
+        const QByteArray name(e->d_name);
+        if (name.startsWith('.') || !name.endsWith(suffix) || name.size() == suffix.size())
+            continue;
+        struct stat st
+        {
+        };
+        if (::fstatat(dfd, e->d_name, &st, 0) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        QString path = folder + QLatin1Char('/') + QFile::decodeName(name);
+        if (e->d_type == DT_LNK || e->d_type == DT_UNKNOWN)
+            path = QFileInfo(path).canonicalFilePath();
+        out.append({path, stampOf(st)});
+    }
+    ::closedir(dir);
+    std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    return out;
+}
+
+QString expandPath(const QString& path)
+{
+    static const QRegularExpression var(QStringLiteral("\\$(\\{([A-Za-z_][A-Za-z0-9_]*)\\}|([A-Za-z_][A-Za-z0-9_]*))"));
+    QString out;
+    qsizetype at = 0;
+    for (auto it = var.globalMatch(path); it.hasNext();) {
+        const auto m = it.next();
+        const QString name = m.captured(2).isEmpty() ? m.captured(3) : m.captured(2);
+        out += path.mid(at, m.capturedStart() - at);
+        // An unknown variable stays as written, as Python's expandvars leaves it.
+        out += qEnvironmentVariableIsSet(name.toLocal8Bit().constData())
+            ? qEnvironmentVariable(name.toLocal8Bit().constData())
+            : m.captured(0);
+        at = m.capturedEnd();
+    }
+    out += path.mid(at);
+    if (out == QLatin1String("~") || out.startsWith(QLatin1String("~/")))
+        out = QDir::homePath() + out.mid(1);
+    return out;
+}
+
+SqliteReader::SqliteReader(const QString& path)
+{
+    if (fileStamp(path).isEmpty())
+        return;
+    // A file in WAL mode with no log beside it holds every commit: read it as it stands, so that
+    // no -wal or -shm file is made next to another program's book.
+    QByteArray head;
+    if (auto bytes = readFd(path, 100, false); !bytes) {
+        return;
+    } else {
+        head = *bytes;
+    }
+    const bool walMode = head.size() >= 20 && head.startsWith("SQLite format 3") && head[18] == 2;
+    const bool immutable = walMode && !QFileInfo::exists(path + QLatin1String("-wal"));
+    QByteArray uri = "file:" + QUrl::toPercentEncoding(QFileInfo(path).absoluteFilePath(), "/") + "?mode=ro";
+    if (immutable)
+        uri += "&immutable=1";
+    if (sqlite3_open_v2(uri.constData(), &m_db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr)
+        != SQLITE_OK) {
+        sqlite3_close_v2(m_db);
+        m_db = nullptr;
+        return;
+    }
+    // Another program's write lock is waited for only briefly: the source is skipped this time.
+    sqlite3_busy_timeout(m_db, 200);
+}
+
+SqliteReader::~SqliteReader()
+{
+    sqlite3_close_v2(m_db);
+}
+
+bool SqliteReader::select(const char* sql, const std::function<void(const QList<QByteArray>&)>& row)
+{
+    if (!m_db)
+        return false;
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v2(m_db, sql, -1, &stmt, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(stmt);
+        return false;
+    }
+    const int n = sqlite3_column_count(stmt);
+    QList<QByteArray> values(n);
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+        for (int i = 0; i < n; ++i) {
+            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, i));
+            values[i] = QByteArray(text, sqlite3_column_bytes(stmt, i));
+        }
+        row(values);
+    }
+    sqlite3_finalize(stmt);
+    return rc == SQLITE_DONE;
+}
+
+QList<QByteArray> SqliteReader::columns(const QByteArray& table)
+{
+    QList<QByteArray> out;
+    QByteArray quoted = table;
+    quoted.replace('"', "\"\"");
+    select(("PRAGMA table_info(\"" + quoted + "\")").constData(),
+        [&](const QList<QByteArray>& r) { out.append(r.value(1).toLower()); });
+    return out;
+}
+
+QByteArray sqliteStamp(const QString& path)
+{
+    const QByteArray own = fileStamp(path);
+    const auto head = readFd(path, 100, false);
+    if (own.isEmpty() || !head)
+        return QByteArray();
+    // Bytes 24 to 27 count the changes of a file in rollback mode; in WAL mode the log's stamp does.
+    return own + head->mid(24, 4).toHex() + ';' + fileStamp(path + QLatin1String("-wal"));
+}
+
+} // namespace abplatform

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "vcard.h"
+
+#include <QList>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+struct sqlite3;
+
+// The places the shared book is read from. Each kind of source (vCard folders, Evolution Data
+// Server, Thunderbird) lives in a file of its own behind this interface; the book asks them in
+// that order and never writes to any but the vCard folders.
+namespace abplatform {
+
+// One file or database that a source reads now, with a stamp that changes when its contents may
+// have: sizes, modification times, change counters. An empty stamp never matches, so a unit that
+// could not be read is tried again at the next opening.
+struct Unit
+{
+    QString path; // canonical
+    QByteArray stamp;
+    int source = 0; // the source's place in the order
+};
+
+class Source
+{
+public:
+    virtual ~Source() = default;
+    // Appends the units it reads now, in order. False when the source is not there at all.
+    virtual bool units(QList<Unit>& out) = 0;
+    // The cards of one unit, people and groups, in order; nullopt when it cannot be read now.
+    virtual std::optional<vcard::File> read(const Unit& unit) = 0;
+    // The folder where new records go, if this source has one.
+    virtual QString target() const { return QString(); }
+};
+
+std::unique_ptr<Source> vcardFolders(int order);
+std::unique_ptr<Source> evolutionBooks(int order);
+std::unique_ptr<Source> thunderbirdBooks(int order);
+
+// Files above this size are skipped: the reader keeps about 25 bytes of memory per byte read, and
+// the largest real exports (tens of thousands of cards in one file) stay well below it.
+constexpr qint64 kMaxFileBytes = 32 << 20;
+
+// The bytes of a regular file, links followed, or nullopt for anything else (a FIFO, a device, a
+// folder, a file over the cap). It never blocks on open.
+std::optional<QByteArray> readRegularFile(const QString& path, qint64 cap = kMaxFileBytes);
+// Size and modification time of a regular file, links followed; empty for anything else.
+QByteArray fileStamp(const QString& path);
+// The regular files directly in a folder whose names end with ext (and do not start with a dot),
+// sorted by name, with their stamps; links are followed and named by their target.
+QList<std::pair<QString, QByteArray>> filesIn(const QString& folder, const QString& ext);
+// $VAR, ${VAR} and a leading ~ expanded, as the tools that write these configurations do.
+QString expandPath(const QString& path);
+
+// One read of a SQLite file that is never written: opened read-only, one statement at a time, no lock
+// held beyond the statement. Rows are handed to the callback as UTF-8 columns.
+class SqliteReader
+{
+public:
+    explicit SqliteReader(const QString& path);
+    ~SqliteReader();
+    SqliteReader(const SqliteReader&) = delete;
+    SqliteReader& operator=(const SqliteReader&) = delete;
+    bool ok() const { return m_db != nullptr; }
+    // False when the statement fails (a missing table or column, a lock, a damaged file).
+    bool select(const char* sql, const std::function<void(const QList<QByteArray>&)>& row);
+    // The columns of a table, lower case; empty for no such table.
+    QList<QByteArray> columns(const QByteArray& table);
+
+private:
+    sqlite3* m_db = nullptr;
+};
+
+// A stamp for a SQLite file: its own size and time, the change counter in its header, and those of
+// its write-ahead log.
+QByteArray sqliteStamp(const QString& path);
+
+} // namespace abplatform

@@ -1,0 +1,165 @@
+#include "absource.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+// Thunderbird's local address books: abook.sqlite and abook-N.sqlite in each profile that
+// ~/.thunderbird/profiles.ini names (history.sqlite holds collected addresses, not the user's book).
+// A card is the rows of properties(card, name, value) that share its card: its whole vCard in
+// _vCard where there is one, else a few named fields. Mailing lists are lists and list_cards.
+namespace abplatform {
+namespace {
+
+QStringList profiles()
+{
+    const QString root = QDir::homePath() + QLatin1String("/.thunderbird");
+    const auto ini = readRegularFile(root + QLatin1String("/profiles.ini"), 1 << 20);
+    if (!ini)
+        return {};
+    QStringList out;
+    QString path;
+    bool relative = true, inProfile = false;
+    auto flush = [&]() {
+        if (inProfile && !path.isEmpty())
+            out.append(relative ? root + QLatin1Char('/') + path : path);
+        path.clear();
+        relative = true;
+    };
+    for (const QString& raw : QString::fromUtf8(*ini).split(QLatin1Char('\n'))) {
+        const QString line = raw.trimmed();
+        if (line.startsWith(QLatin1Char('['))) {
+            flush();
+            inProfile = line.startsWith(QLatin1String("[Profile"), Qt::CaseInsensitive);
+        } else if (line.startsWith(QLatin1String("Path="), Qt::CaseInsensitive)) {
+            path = line.mid(5);
+        } else if (line.startsWith(QLatin1String("IsRelative="), Qt::CaseInsensitive)) {
+            relative = line.mid(11) != QLatin1String("0");
+        }
+    }
+    flush();
+    return out;
+}
+
+int bookNumber(const QString& name)
+{
+    static const QRegularExpression book(QStringLiteral("^abook(?:-(\\d+))?\\.sqlite$"));
+    const auto m = book.match(name);
+    return !m.hasMatch() ? -1 : m.captured(1).isEmpty() ? 0 : m.captured(1).toInt() + 1;
+}
+
+QByteArray escaped(const QByteArray& value)
+{
+    return vcard::escapeText(QString::fromUtf8(value), vcard::Version::V30);
+}
+
+// A card made of the named fields of a card that has no _vCard.
+QByteArray namedCard(const QByteArray& uid, const QHash<QByteArray, QByteArray>& f)
+{
+    QByteArray text = "BEGIN:VCARD\r\nVERSION:3.0\r\nUID:" + escaped(uid) + "\r\nN:" + escaped(f.value("LastName"))
+        + ';' + escaped(f.value("FirstName")) + ";;;\r\n";
+    if (f.contains("DisplayName"))
+        text += "FN:" + escaped(f.value("DisplayName")) + "\r\n";
+    for (const char* mail : {"PrimaryEmail", "SecondEmail"}) {
+        if (!f.value(mail).isEmpty())
+            text += "EMAIL;TYPE=INTERNET:" + escaped(f.value(mail)) + "\r\n";
+    }
+    return text + "END:VCARD\r\n";
+}
+
+// The card's own vCard, with the card's key as its UID when it names none: lists name their
+// members by that key.
+std::shared_ptr<vcard::Card> cardOf(const QByteArray& uid, const QHash<QByteArray, QByteArray>& f)
+{
+    const auto it = f.find("_vCard");
+    if (it == f.end())
+        return vcard::parse(namedCard(uid, f)).cards.value(0);
+    auto card = vcard::parse(*it).cards.value(0);
+    if (!card || card->first("UID"))
+        return card;
+    QByteArray text = *it;
+    const qsizetype eol = text.indexOf('\n');
+    text.insert(eol < 0 ? text.size() : eol + 1, "UID:" + escaped(uid) + "\r\n");
+    return vcard::parse(text).cards.value(0);
+}
+
+class Thunderbird final : public Source
+{
+public:
+    explicit Thunderbird(int order)
+        : m_order(order)
+    {
+    }
+
+    bool units(QList<Unit>& out) override
+    {
+        bool any = false;
+        for (const QString& profile : profiles()) {
+            QList<std::pair<int, QString>> books;
+            for (const QString& name : QDir(profile).entryList({QStringLiteral("abook*.sqlite")}, QDir::Files)) {
+                if (const int n = bookNumber(name); n >= 0)
+                    books.append({n, QFileInfo(profile + QLatin1Char('/') + name).canonicalFilePath()});
+            }
+            std::sort(books.begin(), books.end());
+            for (const auto& [n, path] : std::as_const(books)) {
+                any = true;
+                out.append({path, sqliteStamp(path), m_order});
+            }
+        }
+        return any;
+    }
+
+    std::optional<vcard::File> read(const Unit& unit) override
+    {
+        SqliteReader db(unit.path);
+        const QList<QByteArray> columns = db.columns("properties");
+        if (!columns.contains("card") || !columns.contains("name") || !columns.contains("value"))
+            return std::nullopt;
+        QList<QByteArray> order;
+        QHash<QByteArray, QHash<QByteArray, QByteArray>> fields;
+        if (!db.select("SELECT card, name, value FROM properties", [&](const QList<QByteArray>& r) {
+                auto it = fields.find(r[0]);
+                if (it == fields.end()) {
+                    order.append(r[0]);
+                    it = fields.insert(r[0], {});
+                }
+                it->insert(r[1], r[2]);
+            }))
+            return std::nullopt;
+        vcard::File file;
+        file.clean = false; // never written
+        for (const QByteArray& uid : std::as_const(order)) {
+            if (auto card = cardOf(uid, fields.value(uid)))
+                file.cards.append(card);
+        }
+        QList<QByteArray> lists;
+        QHash<QByteArray, QByteArray> lines;
+        db.select("SELECT uid, name FROM lists", [&](const QList<QByteArray>& r) {
+            lists.append(r[0]);
+            lines.insert(r[0], "UID:" + escaped(r[0]) + "\r\nFN:" + escaped(r[1]) + "\r\n");
+        });
+        db.select("SELECT list, card FROM list_cards", [&](const QList<QByteArray>& r) {
+            if (lines.contains(r[0]))
+                lines[r[0]] += "X-ADDRESSBOOKSERVER-MEMBER:urn:uuid:" + escaped(r[1]) + "\r\n";
+        });
+        for (const QByteArray& list : std::as_const(lists)) {
+            const QByteArray text = "BEGIN:VCARD\r\nVERSION:3.0\r\nX-ADDRESSBOOKSERVER-KIND:group\r\n"
+                + lines.value(list) + "END:VCARD\r\n";
+            if (auto card = vcard::parse(text).cards.value(0))
+                file.cards.append(card);
+        }
+        return file;
+    }
+
+private:
+    int m_order;
+};
+
+} // namespace
+
+std::unique_ptr<Source> thunderbirdBooks(int order)
+{
+    return std::make_unique<Thunderbird>(order);
+}
+
+} // namespace abplatform

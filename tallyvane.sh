@@ -22,27 +22,27 @@ install_missing() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-build() { # dir, extra cmake args...
-    local dir=$1
+build() { # preset, extra cmake args... (the trees are in CMakePresets.json)
+    local preset=$1
     shift
-    cmake -S . -B "$dir" -G Ninja "$@" >/dev/null
-    cmake --build "$dir" --parallel "$(nproc)"
+    cmake --preset "$preset" "$@" >/dev/null
+    cmake --build --preset "$preset" --parallel "$(nproc)"
 }
 
 case "${1:-}" in
 run)
     install_missing
-    build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+    build normal
     exec ./build/app/tallyvane
     ;;
 test)
     install_missing
     # Warnings fail the test build, while a plain run still builds with them.
-    build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTV_WERROR=ON
+    build normal -DTV_WERROR=ON
     cmake --build build --target format-check
     (cd build && ctest --output-on-failure --timeout 600)
     # The same tests again under AddressSanitizer, UndefinedBehaviorSanitizer and LeakSanitizer.
-    build build-asan -DCMAKE_BUILD_TYPE=Debug -DTV_SANITIZE=ON -DTV_WERROR=ON
+    build sanitizers -DTV_WERROR=ON
     (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure --timeout 900)
     ;;
 *)

@@ -2,64 +2,32 @@
 
 #include "app.h"
 #include "application.h"
+#include "controls.h"
 #include "dialogs.h"
 
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPointer>
 #include <QPushButton>
-
-namespace {
-QPointer<wMailSenha> g_live;
-}
-
-wMailSenha* wMailSenha::Instance()
-{
-    if (!g_live)
-        g_live = new wMailSenha();
-    return g_live;
-}
-
-void wMailSenha::Release()
-{
-    delete g_live.data();
-}
 
 wMailSenha::wMailSenha()
 {
-    setObjectName(QStringLiteral("wMailSenha"));
-    setWindowTitle(QStringLiteral("Password"));
-    setModal(true);
-    setFixedSize(325, 113);
+    SetUpModal(this, QStringLiteral("wMailSenha"), QStringLiteral("Password"), QSize(325, 113));
 
-    auto label = [this](const QString& text, const QString& name, const QRect& r, Qt::Alignment align) {
-        auto* l = new QLabel(text, this);
-        l->setObjectName(name);
-        l->setGeometry(r);
-        l->setAlignment(align | Qt::AlignVCenter);
-        QFont f = l->font();
-        f.setPointSize(11);
-        l->setFont(f);
-        return l;
-    };
-    StaticText2 = label(QStringLiteral("Please type mail password"), QStringLiteral("StaticText2"),
-        QRect(13, 12, 283, 20), Qt::AlignHCenter);
-    StaticText1
-        = label(QStringLiteral("Password"), QStringLiteral("StaticText1"), QRect(14, 46, 90, 20), Qt::AlignRight);
+    StaticText2 = NewLabel(this, QStringLiteral("StaticText2"), QStringLiteral("Please type mail password"),
+        QRect(13, 12, 283, 20), Qt::AlignHCenter | Qt::AlignVCenter, 11);
+    StaticText1 = NewLabel(this, QStringLiteral("StaticText1"), QStringLiteral("Password"), QRect(14, 46, 90, 20),
+        Qt::AlignRight | Qt::AlignVCenter, 11);
 
     eSenha = new QLineEdit(this);
     eSenha->setObjectName(QStringLiteral("eSenha"));
     eSenha->setGeometry(114, 45, 182, 22);
     eSenha->setEchoMode(QLineEdit::Password);
 
-    btok = new QPushButton(QStringLiteral("Ok"), this);
-    btok->setObjectName(QStringLiteral("btok"));
-    btok->setGeometry(235, 80, 68, 20);
+    btok = NewButton(this, QStringLiteral("btok"), QStringLiteral("Ok"), QRect(235, 80, 68, 20), ButtonKind::Default);
     QFont f = btok->font();
     f.setPointSize(11);
     btok->setFont(f);
-    btok->setDefault(true);
     connect(btok, &QPushButton::clicked, this, Guarded(this, &wMailSenha::btok_Action));
 }
 

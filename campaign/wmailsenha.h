@@ -1,5 +1,7 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 
 class QLabel;
@@ -7,14 +9,12 @@ class QLineEdit;
 class QPushButton;
 
 // The mail password prompt. Hidden, never closed, so the field keeps its text for the next campaign.
-class wMailSenha : public QDialog
+class wMailSenha : public QDialog, public LiveWindow<wMailSenha>
 {
     Q_OBJECT
 
 public:
-    static wMailSenha* Instance();
-    // Goes with the main window, which owns the campaign.
-    static void Release();
+    // Released with the main window, which owns the campaign.
 
     QLabel* StaticText2;
     QLabel* StaticText1;
@@ -29,5 +29,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    friend class LiveWindow<wMailSenha>;
+    static wMailSenha* Make() { return new wMailSenha(); }
     wMailSenha();
 };

@@ -1,19 +1,19 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 
 class QLabel;
 class ProgressWheel;
 
 // The progress window of a campaign: shown without blocking, hidden when the queue runs empty.
-class wMensagem1 : public QDialog
+class wMensagem1 : public QDialog, public LiveWindow<wMensagem1>
 {
     Q_OBJECT
 
 public:
-    static wMensagem1* Instance();
-    // Goes with the main window, which owns the campaign.
-    static void Release();
+    // Released with the main window, which owns the campaign.
 
     ProgressWheel* ProgressWheel1;
     QLabel* EnvioMSG;
@@ -21,5 +21,7 @@ public:
     void Show();
 
 private:
+    friend class LiveWindow<wMensagem1>;
+    static wMensagem1* Make() { return new wMensagem1(); }
     wMensagem1();
 };

@@ -2,17 +2,13 @@
 
 #include "app.h"
 #include "application.h"
+#include "controls.h"
 #include "desktop.h"
 #include "principal.h"
 #include "text.h"
 
 #include <QMouseEvent>
-#include <QPointer>
 #include <QPushButton>
-
-namespace {
-QPointer<wSobre> g_sobre;
-} // namespace
 
 void ClickableText::mousePressEvent(QMouseEvent* event)
 {
@@ -37,16 +33,9 @@ void ClickableText::mouseReleaseEvent(QMouseEvent* event)
         RunGuarded([&] { MouseUp(at.x(), at.y()); });
 }
 
-wSobre* wSobre::Instance()
+wSobre* wSobre::Make()
 {
-    if (!g_sobre)
-        g_sobre = new wSobre(Principal::Exists() ? Principal::Instance() : nullptr);
-    return g_sobre;
-}
-
-bool wSobre::Exists()
-{
-    return !g_sobre.isNull();
+    return new wSobre(Principal::Live());
 }
 
 QUrl wSobre::SellerPage()
@@ -79,10 +68,8 @@ wSobre::wSobre(QWidget* parent)
     bold.setBold(true);
     Nome->setFont(bold);
 
-    bt_ok = new QPushButton(QStringLiteral("Ok"), this);
-    bt_ok->setObjectName(QStringLiteral("bt_ok"));
-    bt_ok->setGeometry(224, 127, 43, 20);
-    bt_ok->setDefault(true);
+    bt_ok
+        = NewButton(this, QStringLiteral("bt_ok"), QStringLiteral("Ok"), QRect(224, 127, 43, 20), ButtonKind::Default);
 
     Versao_numero = new QLabel();
     text(Versao_numero, QStringLiteral("Versao_numero"), QRect(129, 27, 34, 20));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 #include <QLabel>
 #include <QUrl>
@@ -26,13 +28,11 @@ private:
 };
 
 // The about box. Every way out hides it, except the close box, which ends it.
-class wSobre : public QDialog
+class wSobre : public QDialog, public LiveWindow<wSobre>
 {
     Q_OBJECT
 
 public:
-    static wSobre* Instance();
-    static bool Exists();
     // The seller's web page that both lines open.
     static QUrl SellerPage();
 
@@ -53,5 +53,7 @@ public:
     void reject() override;
 
 private:
+    friend class LiveWindow<wSobre>;
+    static wSobre* Make();
     explicit wSobre(QWidget* parent);
 };

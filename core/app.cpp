@@ -1,13 +1,13 @@
 #include "app.h"
 
-#include "application.h"
-#include "dialogs.h"
+#include "corehooks.h"
 #include "exceptions.h"
 #include "folderitem.h"
 #include "text.h"
 
 #include <QCoreApplication>
 #include <QVersionNumber>
+#include <iterator>
 
 namespace {
 App* g_app = nullptr;
@@ -72,8 +72,8 @@ bool App::Open()
     tvDB->DatabaseFile = file ? file->NativePath() : QString();
     if (!file || !file->Exists()) {
         if (!tvDB->CreateDatabaseFile()) {
-            MsgBox(QStringLiteral("Error: ") + QLatin1Char('\n') + QLatin1Char('\n'));
-            Quit(0);
+            Core::MsgBox(QStringLiteral("Error: ") + QLatin1Char('\n') + QLatin1Char('\n'));
+            Core::Quit(0);
             return false;
         }
         for (const char* sql : kCreateTables)
@@ -81,8 +81,8 @@ bool App::Open()
         EncheLabels();
     }
     if (!tvDB->Connect()) {
-        MsgBox(QStringLiteral("DB Error"));
-        Quit(0);
+        Core::MsgBox(QStringLiteral("DB Error"));
+        Core::Quit(0);
         return false;
     }
     LePrefs();
@@ -104,28 +104,102 @@ void App::EncheLabels()
     r.Column(QStringLiteral("cLabel5"), QStringLiteral("&hFFCC00"));
     tvDB->InsertRecord(QStringLiteral("Labels"), r);
     if (tvDB->Error())
-        MsgBox(QStringLiteral("DB Error - Labels"));
+        Core::MsgBox(QStringLiteral("DB Error - Labels"));
     else
         tvDB->Commit();
 }
 
-QString* App::projetoColunaSize(int column)
+namespace {
+// One line of the preferences file. Its kind says how each side treats it; the differences between
+// the reader and the writer are the file's format and stay as they are.
+struct PrefsLine
 {
-    QString* sizes[] = {&ProjetoColunaSize1, &ProjetoColunaSize2, &ProjetoColunaSize3, &ProjetoColunaSize4,
-        &ProjetoColunaSize5, &ProjetoColunaSize6, &ProjetoColunaSize7, &ProjetoColunaSize8};
-    return sizes[column - 1];
+    enum Kind {
+        PaintFlag, // written "PintaFundo =1" or "=0"; only the last character is read
+        Text, // written and read as it stands
+        Geometry, // written from the live window; read through Val into a 32-bit member
+        ProjetosWidth, // written from the live column; read as text
+        ContatosWidth, // the same for the customer list
+        Blank, // written empty; skipped by position when read, whatever it holds
+    };
+    Kind kind;
+    QString App::*text = nullptr; // Text and widths: the member read into
+    qint32 App::*number = nullptr; // Geometry: the member read into
+    int (MainWindowPort::*live)() const = nullptr; // Geometry: what the writer writes
+    int column = 0; // widths: the list's column
+    const char* fallback = ""; // the value without a file, as text
+    qint32 fallbackNumber = 0; // the same for Geometry
+};
+
+constexpr PrefsLine text(QString App::*member, const char* fallback = "")
+{
+    return {PrefsLine::Text, member, nullptr, nullptr, 0, fallback};
+}
+constexpr PrefsLine geometry(qint32 App::*member, int (MainWindowPort::*live)() const, qint32 fallback)
+{
+    return {PrefsLine::Geometry, nullptr, member, live, 0, "", fallback};
+}
+constexpr PrefsLine width(PrefsLine::Kind kind, QString App::*member, int column, const char* fallback)
+{
+    return {kind, member, nullptr, nullptr, column, fallback};
+}
+constexpr PrefsLine blank()
+{
+    return {PrefsLine::Blank};
 }
 
-QString* App::clientesColunaSize(int column)
-{
-    QString* sizes[] = {&ClientesColunaSize1, &ClientesColunaSize2, &ClientesColunaSize3, &ClientesColunaSize4,
-        &ClientesColunaSize5, &ClientesColunaSize6};
-    return sizes[column - 1];
-}
+// The file, line by line; lines 2 to 6 and 7 to 10 keep the file's order, not the declarations'.
+const PrefsLine kPrefsLines[] = {
+    {PrefsLine::PaintFlag},
+    text(&App::MailAssunto),
+    text(&App::Mailmail),
+    text(&App::MailMensagem),
+    text(&App::MailNome),
+    text(&App::MailServidor),
+    geometry(&App::janela_height, &MainWindowPort::Height, 463),
+    geometry(&App::janela_left, &MainWindowPort::Left, 10),
+    geometry(&App::janela_top, &MainWindowPort::Top, 110),
+    geometry(&App::janela_width, &MainWindowPort::Width, 770),
+    blank(),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize1, 1, "100"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize2, 2, "160"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize3, 3, "65"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize4, 4, "65"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize5, 5, "95"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize6, 6, "130"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize7, 7, "60"),
+    width(PrefsLine::ProjetosWidth, &App::ProjetoColunaSize8, 8, "40"),
+    blank(),
+    width(PrefsLine::ContatosWidth, &App::ClientesColunaSize1, 1, "170"),
+    width(PrefsLine::ContatosWidth, &App::ClientesColunaSize2, 2, "100"),
+    width(PrefsLine::ContatosWidth, &App::ClientesColunaSize3, 3, "50"),
+    width(PrefsLine::ContatosWidth, &App::ClientesColunaSize4, 4, "75"),
+    width(PrefsLine::ContatosWidth, &App::ClientesColunaSize5, 5, "150"),
+    width(PrefsLine::ContatosWidth, &App::ClientesColunaSize6, 6, "165"),
+    blank(),
+    text(&App::ColProjeto1, "Project"),
+    text(&App::ColProjeto2, "Task"),
+    text(&App::ColProjeto3, "Start Date"),
+    text(&App::ColProjeto4, "End Date"),
+    text(&App::ColProjeto5, "Owner"),
+    text(&App::ColProjeto6, "Comments"),
+    blank(),
+    blank(),
+    text(&App::ColCliente1, "Name"),
+    text(&App::ColCliente2, "Address"),
+    text(&App::ColCliente3, "Version"),
+    text(&App::ColCliente4, "Date"),
+    text(&App::ColCliente5, "Project"),
+    text(&App::ColCliente6, "Email"),
+};
+static_assert(std::size(kPrefsLines) == 41);
+// The write hook runs before this line, with the file half written.
+constexpr int kPrefsHookLine = 27;
+} // namespace
 
 void App::LePrefs()
 {
-    // The reader finds the file by a path text, the writer as a child of the folder.
+    // Deliberate: the reader finds the file by a path text, the writer as a child of the folder.
     const FolderItem f = GetFolderItem(PreferencesFolder().AbsolutePath() + QStringLiteral("Tallyvane"));
     if (f.Exists()) {
         auto in = f.OpenAsTextFile();
@@ -134,34 +208,14 @@ void App::LePrefs()
         LePrefs(*in);
         in->Close();
     } else {
-        PintaFundo = false;
-        MailAssunto.clear();
-        Mailmail.clear();
-        MailMensagem.clear();
-        MailNome.clear();
-        MailServidor.clear();
-        janela_height = 463;
-        janela_left = 10;
-        janela_top = 110;
-        janela_width = 770;
-        const char* projeto[] = {"100", "160", "65", "65", "95", "130", "60", "40"};
-        for (int c = 1; c <= 8; ++c)
-            *projetoColunaSize(c) = QString::fromLatin1(projeto[c - 1]);
-        const char* clientes[] = {"170", "100", "50", "75", "150", "165"};
-        for (int c = 1; c <= 6; ++c)
-            *clientesColunaSize(c) = QString::fromLatin1(clientes[c - 1]);
-        ColProjeto1 = QStringLiteral("Project");
-        ColProjeto2 = QStringLiteral("Task");
-        ColProjeto3 = QStringLiteral("Start Date");
-        ColProjeto4 = QStringLiteral("End Date");
-        ColProjeto5 = QStringLiteral("Owner");
-        ColProjeto6 = QStringLiteral("Comments");
-        ColCliente1 = QStringLiteral("Name");
-        ColCliente2 = QStringLiteral("Address");
-        ColCliente3 = QStringLiteral("Version");
-        ColCliente4 = QStringLiteral("Date");
-        ColCliente5 = QStringLiteral("Project");
-        ColCliente6 = QStringLiteral("Email");
+        for (const PrefsLine& line : kPrefsLines) {
+            if (line.kind == PrefsLine::PaintFlag)
+                PintaFundo = false;
+            else if (line.number)
+                this->*line.number = line.fallbackNumber;
+            else if (line.text)
+                this->*line.text = QString::fromLatin1(line.fallback);
+        }
     }
     if (m_mainWindow) {
         m_mainWindow->setHeight(janela_height);
@@ -173,37 +227,15 @@ void App::LePrefs()
 
 void App::LePrefs(TextInputStream& in)
 {
-    PintaFundo = Right(in.ReadLine(), 1) == QLatin1String("1");
-    MailAssunto = in.ReadLine();
-    Mailmail = in.ReadLine();
-    MailMensagem = in.ReadLine();
-    MailNome = in.ReadLine();
-    MailServidor = in.ReadLine();
-    janela_height = ValInt32(in.ReadLine());
-    janela_left = ValInt32(in.ReadLine());
-    janela_top = ValInt32(in.ReadLine());
-    janela_width = ValInt32(in.ReadLine());
-    in.ReadLine();
-    for (int c = 1; c <= 8; ++c)
-        *projetoColunaSize(c) = in.ReadLine();
-    in.ReadLine();
-    for (int c = 1; c <= 6; ++c)
-        *clientesColunaSize(c) = in.ReadLine();
-    in.ReadLine();
-    ColProjeto1 = in.ReadLine();
-    ColProjeto2 = in.ReadLine();
-    ColProjeto3 = in.ReadLine();
-    ColProjeto4 = in.ReadLine();
-    ColProjeto5 = in.ReadLine();
-    ColProjeto6 = in.ReadLine();
-    in.ReadLine();
-    in.ReadLine();
-    ColCliente1 = in.ReadLine();
-    ColCliente2 = in.ReadLine();
-    ColCliente3 = in.ReadLine();
-    ColCliente4 = in.ReadLine();
-    ColCliente5 = in.ReadLine();
-    ColCliente6 = in.ReadLine();
+    for (const PrefsLine& line : kPrefsLines) {
+        const QString value = in.ReadLine();
+        if (line.kind == PrefsLine::PaintFlag)
+            PintaFundo = Right(value, 1) == QLatin1String("1");
+        else if (line.number)
+            this->*line.number = ValInt32(value);
+        else if (line.text)
+            this->*line.text = value;
+    }
 }
 
 void App::setPrefsWriteHook(std::function<void()> hook)
@@ -216,40 +248,32 @@ void App::GravaPrefs()
     auto out = PrefsItem()->CreateTextFile();
     if (!out)
         throw NilObjectException();
-    out->WriteLine(PintaFundo ? QStringLiteral("PintaFundo =1") : QStringLiteral("PintaFundo =0"));
-    out->WriteLine(MailAssunto);
-    out->WriteLine(Mailmail);
-    out->WriteLine(MailMensagem);
-    out->WriteLine(MailNome);
-    out->WriteLine(MailServidor);
     const MainWindowPort* w = m_mainWindow;
-    out->WriteLine(w ? Str(w->Height()) : QString());
-    out->WriteLine(w ? Str(w->Left()) : QString());
-    out->WriteLine(w ? Str(w->Top()) : QString());
-    out->WriteLine(w ? Str(w->Width()) : QString());
-    out->WriteLine(QString());
-    for (int c = 1; c <= 8; ++c)
-        out->WriteLine(w ? Str(w->ProjetosWidthActual(c)) : QString());
-    out->WriteLine(QString());
-    for (int c = 1; c <= 6; ++c)
-        out->WriteLine(w ? Str(w->ContatosWidthActual(c)) : QString());
-    out->WriteLine(QString());
-    if (g_prefsWriteHook)
-        g_prefsWriteHook();
-    out->WriteLine(ColProjeto1);
-    out->WriteLine(ColProjeto2);
-    out->WriteLine(ColProjeto3);
-    out->WriteLine(ColProjeto4);
-    out->WriteLine(ColProjeto5);
-    out->WriteLine(ColProjeto6);
-    out->WriteLine(QString());
-    out->WriteLine(QString());
-    out->WriteLine(ColCliente1);
-    out->WriteLine(ColCliente2);
-    out->WriteLine(ColCliente3);
-    out->WriteLine(ColCliente4);
-    out->WriteLine(ColCliente5);
-    out->WriteLine(ColCliente6);
+    int index = 0;
+    for (const PrefsLine& line : kPrefsLines) {
+        if (index++ == kPrefsHookLine && g_prefsWriteHook)
+            g_prefsWriteHook();
+        switch (line.kind) {
+        case PrefsLine::PaintFlag:
+            out->WriteLine(PintaFundo ? QStringLiteral("PintaFundo =1") : QStringLiteral("PintaFundo =0"));
+            break;
+        case PrefsLine::Text:
+            out->WriteLine(this->*line.text);
+            break;
+        case PrefsLine::Geometry:
+            out->WriteLine(w ? Str((w->*line.live)()) : QString());
+            break;
+        case PrefsLine::ProjetosWidth:
+            out->WriteLine(w ? Str(w->ProjetosWidthActual(line.column)) : QString());
+            break;
+        case PrefsLine::ContatosWidth:
+            out->WriteLine(w ? Str(w->ContatosWidthActual(line.column)) : QString());
+            break;
+        case PrefsLine::Blank:
+            out->WriteLine(QString());
+            break;
+        }
+    }
     out->Close();
 }
 

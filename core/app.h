@@ -79,8 +79,5 @@ public:
     static Nilable<FolderItem> PrefsItem();
 
 private:
-    QString* projetoColunaSize(int column);
-    QString* clientesColunaSize(int column);
-
     MainWindowPort* m_mainWindow = nullptr;
 };

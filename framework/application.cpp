@@ -1,5 +1,6 @@
 #include "application.h"
 
+#include "corehooks.h"
 #include "desktop.h"
 #include "dialogs.h"
 #include "exceptions.h"
@@ -21,7 +22,14 @@ Application::Application(int& argc, char** argv)
 void Application::InstallCoreHandlers()
 {
     setUnhandledExceptionReporter(&Application::ReportUnhandled);
+    InstallCoreDialogs();
     setExternalOpener([](const QUrl& url) { QDesktopServices::openUrl(url); });
+}
+
+void Application::InstallCoreDialogs()
+{
+    Core::setMsgBoxHook(&MsgBox);
+    Core::setQuitHook(&Quit);
 }
 
 bool Application::notify(QObject* receiver, QEvent* event)

@@ -14,8 +14,11 @@ public:
 
     static void ReportUnhandled(const std::exception& e);
     static void ReportUnknown();
-    // Gives the window-free code this last-resort handler and the desktop's opener of addresses.
+    // Gives the window-free code this last-resort handler and the desktop's opener of addresses, with
+    // what InstallCoreDialogs gives.
     static void InstallCoreHandlers();
+    // Gives the window-free code the program's message box and Quit.
+    static void InstallCoreDialogs();
 };
 
 // Runs a handler that Qt calls and ends what it throws at the last-resort handler there and then: an

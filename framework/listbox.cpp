@@ -11,25 +11,37 @@
 #include <QMouseEvent>
 #include <QPainter>
 
+namespace {
+QString codeText(KeyCode code)
+{
+    return QString(QChar(char16_t(code)));
+}
+} // namespace
+
 QString keyText(const QKeyEvent* event)
 {
     switch (event->key()) {
     case Qt::Key_Tab:
     case Qt::Key_Backtab:
-        return QString(QChar(9));
+        return codeText(KeyCode::Tab);
     case Qt::Key_Return:
-        return QString(QChar(13));
+        return codeText(KeyCode::Return);
     case Qt::Key_Enter:
-        return QString(QChar(3));
+        return codeText(KeyCode::Enter);
     case Qt::Key_Escape:
-        return QString(QChar(27));
+        return codeText(KeyCode::Escape);
     case Qt::Key_Backspace:
-        return QString(QChar(8));
+        return codeText(KeyCode::Backspace);
     case Qt::Key_Delete:
-        return QString(QChar(127));
+        return codeText(KeyCode::Delete);
     default:
         return event->text();
     }
+}
+
+bool isKey(const QString& key, KeyCode code)
+{
+    return key.size() == 1 && key.at(0).unicode() == char16_t(code);
 }
 
 int ActiveCellEditor::SelStart() const
@@ -188,14 +200,14 @@ void Listbox::setCellCheck(int row, int column, bool on)
     m_model->setCheck(row, column, on);
 }
 
-int Listbox::ColumnType(int column) const
+Listbox::CellType Listbox::ColumnType(int column) const
 {
-    return m_model->isCheckColumn(column) ? 2 : 0;
+    return m_model->isCheckColumn(column) ? TypeCheckbox : TypeDefault;
 }
 
-void Listbox::setColumnType(int column, int type)
+void Listbox::setColumnType(int column, CellType type)
 {
-    m_model->setCheckColumn(column, type == 2);
+    m_model->setCheckColumn(column, type == TypeCheckbox);
 }
 
 void Listbox::EditCell(int row, int column)

@@ -63,8 +63,10 @@ public:
     void setCell(int row, int column, const QString& text);
     bool CellCheck(int row, int column) const;
     void setCellCheck(int row, int column, bool on);
-    int ColumnType(int column) const;
-    void setColumnType(int column, int type); // 2 is a check box
+    // A column's kind, by the framework's codes.
+    enum CellType : int { TypeDefault = 0, TypeCheckbox = 2 };
+    CellType ColumnType(int column) const;
+    void setColumnType(int column, CellType type);
     void EditCell(int row, int column);
     // Null when no cell is open.
     std::unique_ptr<ActiveCellEditor> ActiveCell() const;
@@ -116,6 +118,9 @@ private:
     Listbox* m_list;
 };
 
-// Text of a key as handlers compare it: Chr(9) Tab, Chr(13) Return, Chr(3) Enter, Chr(27) Escape,
-// Chr(8) Backspace, Chr(127) Delete; otherwise the typed text.
+// The control characters that stand for keys in the text handlers compare.
+enum class KeyCode : char16_t { Enter = 3, Backspace = 8, Tab = 9, Return = 13, Escape = 27, Delete = 127 };
+// Text of a key as handlers compare it: the key's code for those above; otherwise the typed text.
 QString keyText(const QKeyEvent* event);
+// True when the key's text is that one code.
+bool isKey(const QString& key, KeyCode code);

@@ -35,7 +35,7 @@ public:
     bool LookaheadEndsWith(const QByteArray& tail) const { return m_buffer.endsWith(tail); }
 
     // For tests only: a connection to port 25 goes to this port instead (0: no redirection).
-    // There is deliberately no setting or variable that reaches it.
+    // Deliberate: no setting or variable reaches it.
     static void redirectPort25(quint16 port);
     // For fuzzing: the caller plays the server. Connect reports the connection at once, what is
     // written goes to the sink, and receive hands in bytes as if they had arrived.

@@ -17,9 +17,8 @@ attachment) max_len=65536 ;;
 smtp | prefs) max_len=16384 ;;
 *) max_len=4096 ;;
 esac
-cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 -DTV_FUZZ=ON \
-    ${CMAKE_CXX_COMPILER_LAUNCHER:+-DCMAKE_CXX_COMPILER_LAUNCHER=$CMAKE_CXX_COMPILER_LAUNCHER} >/dev/null
-cmake --build build-fuzz --target "fuzz_$target" >/dev/null
+cmake --preset fuzz ${CMAKE_CXX_COMPILER_LAUNCHER:+-DCMAKE_CXX_COMPILER_LAUNCHER=$CMAKE_CXX_COMPILER_LAUNCHER} >/dev/null
+cmake --build --preset fuzz --target "fuzz_$target" >/dev/null
 mkdir -p "build-fuzz/corpus/$target" build-fuzz/artifacts
 exec "build-fuzz/fuzz/fuzz_$target" "build-fuzz/corpus/$target" "fuzz/corpus/$target" \
     -dict="fuzz/$target.dict" -max_len=$max_len -timeout=1 -rss_limit_mb=2048 \

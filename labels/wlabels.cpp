@@ -3,17 +3,15 @@
 #include "app.h"
 #include "application.h"
 #include "colors.h"
+#include "controls.h"
 #include "dialogs.h"
 #include "principal.h"
 #include "rectangle.h"
 
 #include <QLineEdit>
-#include <QPointer>
 #include <QPushButton>
 
 namespace {
-QPointer<wLabels> g_wlabels;
-
 QColor& savedColour(int index)
 {
     Principal* p = Principal::Instance();
@@ -34,29 +32,19 @@ QString colourText(const QColor& c)
 }
 } // namespace
 
-wLabels* wLabels::Instance()
+wLabels* wLabels::Make()
 {
-    if (!g_wlabels) {
-        g_wlabels = new wLabels(Principal::Exists() ? Principal::Instance() : nullptr);
-        for (int i = 1; i <= 5; ++i)
-            g_wlabels->Rectangle_Open(i);
-        g_wlabels->Open();
-    }
-    return g_wlabels;
-}
-
-bool wLabels::Exists()
-{
-    return !g_wlabels.isNull();
+    auto* w = new wLabels(Principal::Live());
+    for (int i = 1; i <= 5; ++i)
+        w->Rectangle_Open(i);
+    w->Open();
+    return w;
 }
 
 wLabels::wLabels(QWidget* parent)
     : QDialog(parent)
 {
-    setObjectName(QStringLiteral("wLabels"));
-    setWindowTitle(QStringLiteral("Labels"));
-    setModal(true);
-    setFixedSize(260, 261);
+    SetUpModal(this, QStringLiteral("wLabels"), QStringLiteral("Labels"), QSize(260, 261));
     CreateControls();
 }
 
@@ -90,14 +78,9 @@ void wLabels::CreateControls()
     novalabel4 = makeField(QStringLiteral("novalabel4"), 127);
     novalabel5 = makeField(QStringLiteral("novalabel5"), 161);
 
-    btCancela = new QPushButton(QStringLiteral("Cancel"), this);
-    btCancela->setObjectName(QStringLiteral("btCancela"));
-    btCancela->setGeometry(111, 221, 65, 20);
-    btCancela->setAutoDefault(false);
-    btOk = new QPushButton(QStringLiteral("Ok"), this);
-    btOk->setObjectName(QStringLiteral("btOk"));
-    btOk->setGeometry(188, 221, 52, 20);
-    btOk->setDefault(true);
+    btCancela = NewButton(
+        this, QStringLiteral("btCancela"), QStringLiteral("Cancel"), QRect(111, 221, 65, 20), ButtonKind::Plain);
+    btOk = NewButton(this, QStringLiteral("btOk"), QStringLiteral("Ok"), QRect(188, 221, 52, 20), ButtonKind::Default);
 
     for (int i = 1; i <= 5; ++i)
         rectangle(i)->MouseDown = [this, i](int x, int y) { return Rectangle_MouseDown(i, x, y); };

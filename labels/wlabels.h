@@ -1,5 +1,7 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 #include <array>
 
@@ -9,14 +11,12 @@ class Rectangle;
 
 // The editor of the five label titles and colours. Both buttons only hide it, so what was
 // typed or picked stays in it until the next Ok.
-class wLabels : public QDialog
+class wLabels : public QDialog, public LiveWindow<wLabels>
 {
     Q_OBJECT
 
 public:
-    // The live window, created and opened on first use.
-    static wLabels* Instance();
-    static bool Exists();
+    // Live from its first use, opened as it is made.
     // Waits until the window is hidden.
     void ShowModal();
 
@@ -49,6 +49,8 @@ protected:
     void reject() override;
 
 private:
+    friend class LiveWindow<wLabels>;
+    static wLabels* Make();
     explicit wLabels(QWidget* parent);
     void CreateControls();
     Rectangle* rectangle(int index) const;

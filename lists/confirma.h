@@ -1,19 +1,19 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 
 class QLabel;
 class QPushButton;
 
 // The program's one yes-or-no question. Hidden, not closed, between uses.
-class confirma : public QDialog
+class confirma : public QDialog, public LiveWindow<confirma>
 {
     Q_OBJECT
 
 public:
-    static confirma* Instance();
-    // Ends the live window, if any; the main window does so as it goes.
-    static void Release();
+    // Release ends it: the main window does so as it goes.
 
     bool opcao = false;
     QLabel* mensagem;
@@ -24,5 +24,7 @@ public:
     void BT_cancela_Action();
 
 private:
+    friend class LiveWindow<confirma>;
+    static confirma* Make() { return new confirma(); }
     confirma();
 };

@@ -19,37 +19,18 @@
 #include <QCloseEvent>
 #include <QFontMetrics>
 #include <QLabel>
-#include <QPointer>
 #include <QPushButton>
 #include <QToolBar>
 #include <algorithm>
 
 namespace {
-QPointer<Principal> g_principal;
-
 const QString kTab = QStringLiteral("\t");
 
 bool isReturn(const QString& key)
 {
-    return key.size() == 1 && (key.at(0).unicode() == 13 || key.at(0).unicode() == 3);
-}
-bool isKey(const QString& key, int code)
-{
-    return key.size() == 1 && key.at(0).unicode() == code;
+    return isKey(key, KeyCode::Return) || isKey(key, KeyCode::Enter);
 }
 } // namespace
-
-Principal* Principal::Instance()
-{
-    if (!g_principal)
-        g_principal = new Principal();
-    return g_principal;
-}
-
-bool Principal::Exists()
-{
-    return !g_principal.isNull();
-}
 
 bool Principal::Start()
 {
@@ -163,7 +144,7 @@ void Principal::Contatos_Open() { }
 
 void Principal::Projetos_Open()
 {
-    Projetos->setColumnType(8, 2);
+    Projetos->setColumnType(8, Listbox::TypeCheckbox);
 }
 
 // The headings from the preferences; the task list adds its two fixed ones.
@@ -312,8 +293,8 @@ struct CellColumn
     const char* column;
 };
 
-// Rebuilds a list from a query, a row per record. Every field after the first writes the row's cells
-// again, as the loop has always done; the list keeps repeated writes cheap.
+// Rebuilds a list from a query, a row per record. Deliberate: every field after the first writes the
+// row's cells again; the list makes such repeated writes cheap rather than the loop skipping them.
 void fillList(
     Listbox* list, const QString& sql, std::initializer_list<CellField> cells, int checkCell = -1, int checkField = 0)
 {
@@ -430,7 +411,7 @@ void Principal::storeEditedRow(bool& insertMode, void (Principal::*insere)(), vo
 // Backspace or Delete over selected rows asks before anything goes.
 bool Principal::deleteConfirmed(const Listbox* list, const QString& key)
 {
-    return list->SelCount() != 0 && (isKey(key, 8) || isKey(key, 127))
+    return list->SelCount() != 0 && (isKey(key, KeyCode::Backspace) || isKey(key, KeyCode::Delete))
         && AbreJanela(QStringLiteral("Are you sure to delete?"), true, QStringLiteral("Attention"));
 }
 
@@ -464,7 +445,7 @@ void Principal::Contatos_DoubleClick()
 
 bool Principal::Contatos_CellKeyDown(int row, int column, const QString& key)
 {
-    if (isKey(key, 9)) {
+    if (isKey(key, KeyCode::Tab)) {
         editCellSelected(Contatos, row, tabColumn(column, Contatos->ColumnCount() - 1));
         return true;
     }
@@ -572,9 +553,9 @@ void Principal::Projetos_DoubleClick()
 
 bool Principal::Projetos_CellKeyDown(int row, int column, const QString& key)
 {
-    if (isKey(key, 27))
+    if (isKey(key, KeyCode::Escape))
         CarregaProjetos();
-    if (isKey(key, 9)) {
+    if (isKey(key, KeyCode::Tab)) {
         // The check box column is never opened, and the label column gives way to the comments.
         column = tabColumn(column, Projetos->ColumnCount() - 2);
         editCellSelected(Projetos, row, column == 7 ? 6 : column);
@@ -826,12 +807,12 @@ void Principal::Mailing()
         QStringLiteral("Content-type"), QStringLiteral("text/html;charset=ISO-8859-1; delsp=yes; format=flowed"));
     mail->Headers->AppendHeader(QStringLiteral("Mime-Version"), QStringLiteral("1.0"));
     mail->Headers->AppendHeader(QStringLiteral("Content-transfer-encoding"), QStringLiteral("quoted-printable"));
-    // The quotes of the meta line stand where they always have.
+    // Deliberate: the meta line keeps its misplaced quotes; the message text is fixed byte for byte.
     const QString html = QStringLiteral("<html><head>")
         + QStringLiteral("<meta http-equiv=\"Content-Type content=text/html\"; charset=\"ISO-8859-1\">")
         + QStringLiteral("</head><body>") + text + QStringLiteral("</body></html>");
 
-    // Asked this late on purpose: the confirmation and the password come first.
+    // Deliberate: asked this late, after the confirmation and the password.
     const int last = Contatos->ListCount() - 1;
     if (Contatos->SelCount() == 0) {
         MsgBox(QStringLiteral("Please select one client"));
@@ -857,7 +838,8 @@ void Principal::SMTPSocket1_ServerError(qint32, const QString& reply, const std:
     MsgBox(QStringLiteral("Mail Error - ") + reply);
 }
 
-// A connection that fails or drops is not reported: the progress window stays up.
+// Deliberate: a connection that fails or drops is not reported; the progress window stays up, and the
+// queue waits for a later campaign.
 void Principal::SMTPSocket1_Error() { }
 
 void Principal::SMTPSocket1_MailSent()

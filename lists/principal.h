@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app.h"
+#include "livewindow.h"
 
 #include <QColor>
 #include <QMainWindow>
@@ -20,14 +21,12 @@ class QPushButton;
 class QToolBar;
 
 // The main window: both lists on two pages, and the state their handlers share.
-class Principal : public QMainWindow, public MainWindowPort
+class Principal : public QMainWindow, public MainWindowPort, public LiveWindow<Principal>
 {
     Q_OBJECT
 
 public:
-    // The live window, created on first use.
-    static Principal* Instance();
-    static bool Exists();
+    // Live from its first use.
     // The run's opening: the data and preferences, the controls' Open events, then the window's.
     static bool Start();
     ~Principal() override;
@@ -122,6 +121,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    friend class LiveWindow<Principal>;
+    static Principal* Make() { return new Principal(); }
     Principal();
     void CreateControls();
     int barsHeight() const;

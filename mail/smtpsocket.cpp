@@ -20,7 +20,7 @@ void SMTPSocket::SendMail()
 
 void SMTPSocket::DisconnectFromServer()
 {
-    _mode = 0;
+    _mode = Mode::Ready;
     _nextRecipID = 0;
     _SendCommand(QStringLiteral("QUIT"));
 }
@@ -35,14 +35,14 @@ void SMTPSocket::DataAvailable()
 
 void SMTPSocket::Connected()
 {
-    _mode = 0;
+    _mode = Mode::Ready;
 }
 
 void SMTPSocket::_ProcessData(const QString& text)
 {
     qint32 code = ValInt32(NthField(text, QStringLiteral(" "), 1));
     if (code == 235) {
-        _mode = 0;
+        _mode = Mode::Ready;
         code = 250;
     }
     switch (code) {
@@ -54,53 +54,53 @@ void SMTPSocket::_ProcessData(const QString& text)
         if (ConnectionEstablished)
             ConnectionEstablished(NthField(Mid(text, 5), kCRLF, 1));
         if (!Username.isEmpty())
-            _SendIntroduction(QStringLiteral("EHLO"), -1);
+            _SendIntroduction(QStringLiteral("EHLO"), Mode::AuthPending);
         else
-            _SendIntroduction(QStringLiteral("HELO"), 0);
+            _SendIntroduction(QStringLiteral("HELO"), Mode::Ready);
         return;
     case 250:
         switch (_mode) {
-        case -100:
+        case Mode::AfterReset:
             _NextMessage();
             break;
-        case -1:
+        case Mode::AuthPending:
             _SendCommand(_GetAuthenticationKeys(text));
             break;
-        case 0:
+        case Mode::Ready:
             _StartSendingMessage();
             break;
-        case 1:
-            // The last recipient goes out with _mode already at 2.
+        case Mode::Recipients:
+            // Deliberate: the last recipient goes out with _mode already at LastRecipient.
             ++_nextRecipID;
             if (_recipients.size() - 1 < _nextRecipID)
-                _mode = 2;
+                _mode = Mode::LastRecipient;
             if (_nextRecipID - 1 <= _recipients.size() - 1)
                 _SendCommand(QStringLiteral("RCPT TO: ") + _recipients.at(_nextRecipID - 1));
             break;
-        case 2:
-            _mode = 3;
+        case Mode::LastRecipient:
+            _mode = Mode::DataSent;
             _SendCommand(QStringLiteral("DATA"));
             break;
-        case 4: {
+        case Mode::MessageData: {
             const std::shared_ptr<EmailMessage> sent = _ExtractWorkingMessage();
             if (MessageSent)
                 MessageSent(sent);
             _NextMessage();
             break;
         }
-        default: // 3 waits for 354
+        case Mode::DataSent: // waits for 354
             break;
         }
         return;
     case 334:
-        // The prompt is not read: the keys go out in their order.
+        // Deliberate: the prompt is not read; the keys go out in their order.
         if (_authKeys.isEmpty())
             throw OutOfBoundsException();
         _SendCommand(_authKeys.takeFirst());
-        _mode = 0;
+        _mode = Mode::Ready;
         return;
     case 354:
-        _mode = 4;
+        _mode = Mode::MessageData;
         if (Messages.isEmpty())
             throw OutOfBoundsException();
         _SendCommand(_GetMessageData(*Messages.first()));
@@ -109,15 +109,15 @@ void SMTPSocket::_ProcessData(const QString& text)
         return;
     case 500:
     case 502:
-        if (_mode == -1)
-            _SendIntroduction(QStringLiteral("HELO"), 0);
+        if (_mode == Mode::AuthPending)
+            _SendIntroduction(QStringLiteral("HELO"), Mode::Ready);
         return;
     default:
         if (ServerError) {
             const std::shared_ptr<EmailMessage> refused = _ExtractWorkingMessage();
             ServerError(code, text, refused);
         }
-        _mode = -100;
+        _mode = Mode::AfterReset;
         _Reset();
         return;
     }
@@ -162,7 +162,7 @@ void SMTPSocket::_BuildRecipientList(const EmailMessage& message)
 
 void SMTPSocket::_StartSendingMessage()
 {
-    _mode = 1;
+    _mode = Mode::Recipients;
     if (Messages.isEmpty())
         throw OutOfBoundsException();
     _BuildRecipientList(*Messages.first());
@@ -190,7 +190,7 @@ std::shared_ptr<EmailMessage> SMTPSocket::_ExtractWorkingMessage()
 
 QString SMTPSocket::_GetAuthenticationKeys(const QString& reply)
 {
-    // Worked out and left unused: the choice rests on "LOGIN" alone.
+    // Deliberate: worked out and left unused; the choice rests on "LOGIN" alone.
     const QString offered = NthField(NthField(reply, QStringLiteral("250-AUTH "), 2), kCRLF, 1);
     const bool plain = InStr(reply, QStringLiteral("PLAIN")) > 0;
     Q_UNUSED(offered);
@@ -203,7 +203,7 @@ QString SMTPSocket::_GetAuthenticationKeys(const QString& reply)
     return QStringLiteral("auth plain ") + EncodeBase64(QChar(0) + Username + QChar(0) + Password, 76);
 }
 
-void SMTPSocket::_SendIntroduction(const QString& command, qint32 newMode)
+void SMTPSocket::_SendIntroduction(const QString& command, Mode newMode)
 {
     _SendCommand(command + QStringLiteral(" [") + LocalAddress() + QLatin1Char(']'));
     _mode = newMode;

@@ -31,8 +31,18 @@ public:
     void DisconnectFromServer();
     void DeleteAllMessages() { Messages.clear(); }
 
-    // The conversation's state, readable for the owner and for tests.
-    qint32 mode() const { return _mode; }
+    // The conversation's state: what was last sent, and so what the next 250 means.
+    enum class Mode : qint32 {
+        AfterReset = -100, // RSET after a refusal: go on with the next message
+        AuthPending = -1, // EHLO sent: start authentication, or fall back to HELO on 500/502
+        Ready = 0, // start the working message
+        Recipients = 1, // MAIL FROM and RCPT TO running: send the next RCPT TO
+        LastRecipient = 2, // send DATA
+        DataSent = 3, // a 250 is ignored; 354 sends the message
+        MessageData = 4, // the message is done
+    };
+    // Readable for the owner and for tests.
+    Mode mode() const { return _mode; }
     const QStringList& recipients() const { return _recipients; }
     const QStringList& authKeys() const { return _authKeys; }
 
@@ -50,10 +60,10 @@ private:
     void _NextMessage();
     std::shared_ptr<EmailMessage> _ExtractWorkingMessage();
     QString _GetAuthenticationKeys(const QString& reply);
-    void _SendIntroduction(const QString& command, qint32 newMode);
+    void _SendIntroduction(const QString& command, Mode newMode);
     void _Reset();
 
-    qint32 _mode = 0;
+    Mode _mode = Mode::Ready;
     qint32 _nextRecipID = 0;
     QStringList _recipients;
     QStringList _authKeys;

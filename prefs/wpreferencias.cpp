@@ -2,6 +2,7 @@
 
 #include "app.h"
 #include "application.h"
+#include "controls.h"
 #include "listbox.h"
 #include "principal.h"
 
@@ -10,13 +11,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QPointer>
 #include <QPushButton>
 #include <QTabWidget>
-
-namespace {
-QPointer<wPreferencias> g_preferencias;
-} // namespace
 
 void PreferencesPage::place(QWidget* control, QRect inWindow)
 {
@@ -44,22 +40,15 @@ void PreferencesPage::relayout()
         control->setGeometry(rect.translated(-origin));
 }
 
-wPreferencias* wPreferencias::Instance()
+wPreferencias* wPreferencias::Make()
 {
-    if (!g_preferencias) {
-        // A window of its own beside the main one, not held above it; it goes with the main window.
-        g_preferencias = new wPreferencias(nullptr);
-        // At once: the main window goes on the loop's last turn, and a later deletion would never come.
-        if (Principal::Exists())
-            connect(Principal::Instance(), &QObject::destroyed, g_preferencias, [] { delete g_preferencias.data(); });
-        g_preferencias->Open();
-    }
-    return g_preferencias;
-}
-
-bool wPreferencias::Exists()
-{
-    return !g_preferencias.isNull();
+    // A window of its own beside the main one, not held above it; it goes with the main window.
+    auto* w = new wPreferencias(nullptr);
+    // At once: the main window goes on the loop's last turn, and a later deletion would never come.
+    if (Principal::Exists())
+        connect(Principal::Instance(), &QObject::destroyed, w, [w] { delete w; });
+    w->Open();
+    return w;
 }
 
 wPreferencias::wPreferencias(QWidget* parent)
@@ -122,14 +111,9 @@ void wPreferencias::CreateControls()
     label(StaticText3, QStringLiteral("StaticText3"), 1, QRect(31, 114, 85, 20), QStringLiteral("E-Mail"), right);
     label(StaticText4, QStringLiteral("StaticText4"), 1, QRect(31, 168, 85, 20), QStringLiteral("Message"), right);
 
-    btCancela = new QPushButton(QStringLiteral("Cancel"), this);
-    btCancela->setObjectName(QStringLiteral("btCancela"));
-    btCancela->setGeometry(233, 298, 68, 20);
-    btCancela->setAutoDefault(false);
-    btok = new QPushButton(QStringLiteral("Ok"), this);
-    btok->setObjectName(QStringLiteral("btok"));
-    btok->setGeometry(313, 298, 68, 20);
-    btok->setDefault(true);
+    btCancela = NewButton(
+        this, QStringLiteral("btCancela"), QStringLiteral("Cancel"), QRect(233, 298, 68, 20), ButtonKind::Plain);
+    btok = NewButton(this, QStringLiteral("btok"), QStringLiteral("Ok"), QRect(313, 298, 68, 20), ButtonKind::Default);
 
     label(StaticText5, QStringLiteral("StaticText5"), 1, QRect(31, 142, 85, 20), QStringLiteral("Subject"), right);
     label(StaticText6, QStringLiteral("StaticText6"), 2, QRect(48, 50, 299, 20),

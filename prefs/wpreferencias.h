@@ -1,5 +1,7 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 #include <QRect>
 #include <QVector>
@@ -32,14 +34,11 @@ private:
 
 // Edits the preference values in App, not the file: that is written at quit. Both buttons only
 // hide the window, so it keeps what was typed; the close box ends it.
-class wPreferencias : public QDialog
+class wPreferencias : public QDialog, public LiveWindow<wPreferencias>
 {
     Q_OBJECT
 
 public:
-    static wPreferencias* Instance();
-    static bool Exists();
-
     QTabWidget* TabPanel1;
     QLineEdit* eServidor;
     QLineEdit* eMail; // the login
@@ -81,6 +80,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    friend class LiveWindow<wPreferencias>;
+    static wPreferencias* Make();
     wPreferencias(QWidget* parent);
     void CreateControls();
 };

@@ -16,6 +16,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <functional>
 #include <memory>
 #include <sqlite3.h>
 
@@ -115,6 +116,7 @@ public:
         });
         // The program's start-up gives the core its last-resort handler; addresses stay away from the desktop.
         setUnhandledExceptionReporter(&Application::ReportUnhandled);
+        Application::InstallCoreDialogs();
         m_app = std::make_unique<App>();
     }
     ~Program() { quit(); }
@@ -137,6 +139,35 @@ public:
 
 private:
     std::unique_ptr<App> m_app;
+};
+
+// The base of the GUI test classes: a fresh home per test, the program started in it, and the database
+// file read through a connection of its own. Every test takes the messages it expects.
+class ProgramTest : public QObject
+{
+protected:
+    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<Program> m_program;
+    Principal* w = nullptr;
+
+    QString q(const QString& s) const { return Sql(m_home->database()).query(s); }
+    // A fresh home, and the program started in it after `before` (the menus, where a test needs them).
+    void startProgram(const std::function<void()>& before = {})
+    {
+        m_home = std::make_unique<TestHome>();
+        m_program = std::make_unique<Program>();
+        if (before)
+            before();
+        QVERIFY(m_program->start());
+        w = m_program->window();
+    }
+    void endProgram()
+    {
+        QCOMPARE(DialogHooks::takeMessages(), QStringList());
+        m_program.reset();
+        m_home.reset();
+        w = nullptr;
+    }
 };
 
 // Driving a list as the user does.

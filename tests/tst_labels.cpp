@@ -12,15 +12,9 @@
 #include <QTimer>
 
 // The label set, the label menu, task colours and the label editor, on a real window and database file.
-class TestLabels : public QObject
+class TestLabels : public ProgramTest
 {
     Q_OBJECT
-
-    std::unique_ptr<TestHome> m_home;
-    std::unique_ptr<Program> m_program;
-    Principal* w = nullptr;
-
-    QString q(const QString& s) const { return Sql(m_home->database()).query(s); }
 
     // Creates the file with a first run, then puts the tasks (Titulo, Label) in before the real start.
     void startWith(const QList<QPair<QString, QString>>& tasks, const QStringList& statements = {})

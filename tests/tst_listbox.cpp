@@ -68,7 +68,7 @@ private slots:
         m_list->InsertRow(0, QStringLiteral("new"));
         m_list->InsertRow(m_list->ListCount(), QStringLiteral("end"));
         m_list->setCell(10, 3, QStringLiteral("changed"));
-        m_list->setColumnType(4, 2);
+        m_list->setColumnType(4, Listbox::TypeCheckbox);
         m_list->setCellCheck(5, 4, true);
         m_list->setInitialValue(QStringLiteral("\ta\tb\tc\td"));
         m_list->DeleteAllRows();
@@ -165,7 +165,7 @@ private slots:
     void clickReachesHandlerBeforeTheCheckBoxActs()
     {
         fill(3);
-        m_list->setColumnType(4, 2);
+        m_list->setColumnType(4, Listbox::TypeCheckbox);
         const QRect cell = m_list->visualRect(m_list->model()->index(2, 4));
         QStyleOptionViewItem opt;
         opt.initFrom(m_list.get());
@@ -203,7 +203,7 @@ private slots:
     void editCellOpensAnyColumnAndCellReadsTheTypedText()
     {
         fill(3);
-        m_list->setColumnType(4, 2);
+        m_list->setColumnType(4, Listbox::TypeCheckbox);
         for (int column : {0, 2, 4}) {
             m_list->EditCell(1, column);
             QLineEdit* e = editor();

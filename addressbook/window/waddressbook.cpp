@@ -4,6 +4,7 @@
 #include "addressbook.h"
 #include "app.h"
 #include "application.h"
+#include "controls.h"
 #include "dialogs.h"
 #include "listbox.h"
 #include "principal.h"
@@ -12,50 +13,29 @@
 #include <QCloseEvent>
 #include <QHeaderView>
 #include <QLabel>
-#include <QPointer>
 #include <QPushButton>
 #include <QScopedValueRollback>
 #include <memory>
 
-namespace {
-QPointer<wAddressBook> g_waddressbook;
-}
-
-wAddressBook* wAddressBook::Instance()
+wAddressBook* wAddressBook::Make()
 {
-    if (!g_waddressbook) {
-        std::unique_ptr<wAddressBook> w(new wAddressBook(Principal::Exists() ? Principal::Instance() : nullptr));
-        w->Open();
-        g_waddressbook = w.release();
-    }
-    return g_waddressbook;
-}
-
-bool wAddressBook::Exists()
-{
-    return !g_waddressbook.isNull();
+    std::unique_ptr<wAddressBook> w(new wAddressBook(Principal::Live()));
+    w->Open();
+    return w.release();
 }
 
 wAddressBook::wAddressBook(QWidget* parent)
     : QDialog(parent)
 {
-    setObjectName(QStringLiteral("wAddressBook"));
-    setWindowTitle(QStringLiteral("Address Book"));
-    setModal(true);
-    setFixedSize(300, 300);
+    SetUpModal(this, QStringLiteral("wAddressBook"), QStringLiteral("Address Book"), QSize(300, 300));
     CreateControls();
 }
 
 void wAddressBook::CreateControls()
 {
-    btCancela = new QPushButton(QStringLiteral("Cancel"), this);
-    btCancela->setObjectName(QStringLiteral("btCancela"));
-    btCancela->setGeometry(151, 260, 65, 20);
-    btCancela->setAutoDefault(false);
-    btOk = new QPushButton(QStringLiteral("Ok"), this);
-    btOk->setObjectName(QStringLiteral("btOk"));
-    btOk->setGeometry(228, 260, 52, 20);
-    btOk->setDefault(true);
+    btCancela = NewButton(
+        this, QStringLiteral("btCancela"), QStringLiteral("Cancel"), QRect(151, 260, 65, 20), ButtonKind::Plain);
+    btOk = NewButton(this, QStringLiteral("btOk"), QStringLiteral("Ok"), QRect(228, 260, 52, 20), ButtonKind::Default);
 
     lAddressBook = new Listbox(1, this);
     lAddressBook->setObjectName(QStringLiteral("lAddressBook"));
@@ -66,15 +46,11 @@ void wAddressBook::CreateControls()
     lAddressBook->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     lAddressBook->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
 
-    StaticText1 = new QLabel(QStringLiteral("Please select the group to import"), this);
-    StaticText1->setObjectName(QStringLiteral("StaticText1"));
-    StaticText1->setGeometry(33, 20, 247, 31);
-    StaticText1->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    StaticText1 = NewLabel(this, QStringLiteral("StaticText1"), QStringLiteral("Please select the group to import"),
+        QRect(33, 20, 247, 31), Qt::AlignLeft | Qt::AlignTop);
     StaticText1->setWordWrap(true);
-    importando = new QLabel(this);
-    importando->setObjectName(QStringLiteral("importando"));
-    importando->setGeometry(33, 230, 233, 20);
-    importando->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    importando = NewLabel(
+        this, QStringLiteral("importando"), QString(), QRect(33, 230, 233, 20), Qt::AlignRight | Qt::AlignVCenter);
     // It is painted once per person: plain and opaque, so that nothing else is painted with it.
     importando->setTextFormat(Qt::PlainText);
     importando->setAutoFillBackground(true);
@@ -108,8 +84,7 @@ void wAddressBook::closeEvent(QCloseEvent* event)
     }
     event->accept();
     hide();
-    if (g_waddressbook == this)
-        g_waddressbook = nullptr;
+    Forget(this);
     deleteLater();
 }
 

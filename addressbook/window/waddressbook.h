@@ -1,5 +1,7 @@
 #pragma once
 
+#include "livewindow.h"
+
 #include <QDialog>
 
 class Listbox;
@@ -9,15 +11,13 @@ class QPushButton;
 // Copies every person of the user's address book into the customers. Both buttons only hide it, so
 // its rows and selection are there at the next opening; the close box ends it, and the next opening
 // reads the groups afresh.
-class wAddressBook : public QDialog
+class wAddressBook : public QDialog, public LiveWindow<wAddressBook>
 {
     Q_OBJECT
 
 public:
-    // The live window, created and filled on first use. Where there is no address book the creation
+    // Live from its first use, filled as it is made. Where there is no address book the making
     // raises, and no window is left behind.
-    static wAddressBook* Instance();
-    static bool Exists();
     // Waits until the window is hidden or closed.
     void ShowModal();
 
@@ -43,6 +43,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    friend class LiveWindow<wAddressBook>;
+    static wAddressBook* Make();
     explicit wAddressBook(QWidget* parent);
     void CreateControls();
     // An import cannot be cancelled, closed or started again from its own yields.

@@ -9,4 +9,5 @@ QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_lists
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_campaign tests/smtp_server.py
 ./build-bench/bench/bench_addressbook
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_import
+QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_startup
 ./build-bench/bench/bench_mailtext

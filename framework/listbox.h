@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QStyledItemDelegate>
 #include <QTableView>
+#include <QUtf8StringView>
 #include <functional>
 
 class ListboxModel;
@@ -49,6 +50,8 @@ public:
 
     int ColumnCount() const;
     void AddRow(const QString& text);
+    // The same for text already in UTF-8, as the database gives it: loaders spare the conversions.
+    void AddRowUtf8(QUtf8StringView text);
     void InsertRow(int row, const QString& text, int indent = 0);
     void DeleteAllRows();
     int LastIndex() const { return m_lastIndex; }
@@ -61,6 +64,7 @@ public:
     // The text of an open cell is what has been typed so far.
     QString Cell(int row, int column) const;
     void setCell(int row, int column, const QString& text);
+    void setCellUtf8(int row, int column, QUtf8StringView text);
     bool CellCheck(int row, int column) const;
     void setCellCheck(int row, int column, bool on);
     int ColumnType(int column) const;

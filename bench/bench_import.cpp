@@ -28,7 +28,8 @@
 
 namespace {
 constexpr int kPeople = 10000;
-constexpr int kRounds = 5;
+// On a disk every commit waits for its flushes, so fewer rounds there keep the run within minutes.
+constexpr int kRoundsInMemory = 5, kRoundsOnDisk = 3;
 
 QString quoted(const QString& s)
 {
@@ -133,7 +134,8 @@ int main(int argc, char** argv)
     const QString database = App::DatabaseItem()->NativePath(), copy = home.path() + QStringLiteral("/copy.rbd");
     QList<double> ratios;
     double ours = 1e18, cli = 1e18;
-    for (int round = 0; round < kRounds; ++round) { // in pairs, so that load from elsewhere falls on both sides
+    const int rounds = place == QLatin1String("memory") ? kRoundsInMemory : kRoundsOnDisk;
+    for (int round = 0; round < rounds; ++round) { // in pairs, so that load from elsewhere falls on both sides
         SQLDatabase* db = app.tvDB.get();
         db->SQLExecute(QStringLiteral("DELETE FROM Contatos"));
         db->Commit();
@@ -149,7 +151,7 @@ int main(int argc, char** argv)
         ratios << o / c;
     }
     std::sort(ratios.begin(), ratios.end());
-    std::printf("import (%s): %d people through the dialog, median of %d paired rounds\n", argv[1], kPeople, kRounds);
+    std::printf("import (%s): %d people through the dialog, median of %d paired rounds\n", argv[1], kPeople, rounds);
     std::printf("import (%s) from Ok to the reloaded list best %.1f ms, sqlite3 same inserts best %.1f ms, ratio %.2f "
                 "(goal <= 1.5)\n",
         argv[1], ours, cli, ratios.at(ratios.size() / 2));

@@ -183,9 +183,8 @@ void Listbox::setCell(int row, int column, const QString& text)
         m_editor->setText(text);
 }
 
-void Listbox::setCellUtf8(int row, int column, QUtf8StringView text)
+void Listbox::editorFollows(int row, int column, QUtf8StringView text)
 {
-    m_model->setCell(row, column, text);
     if (m_editor && m_editIndex.isValid() && m_editIndex.row() == row && m_editIndex.column() == column)
         m_editor->setText(text.toString());
 }

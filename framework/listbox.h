@@ -1,6 +1,7 @@
 #pragma once
 
 #include "graphics.h"
+#include "listboxmodel.h"
 
 #include <QPersistentModelIndex>
 #include <QPointer>
@@ -9,7 +10,6 @@
 #include <QUtf8StringView>
 #include <functional>
 
-class ListboxModel;
 class QLineEdit;
 
 // The open cell editor, as handlers see it.
@@ -64,7 +64,13 @@ public:
     // The text of an open cell is what has been typed so far.
     QString Cell(int row, int column) const;
     void setCell(int row, int column, const QString& text);
-    void setCellUtf8(int row, int column, QUtf8StringView text);
+    // Loaders call it for every cell many times over, so it stays inline.
+    void setCellUtf8(int row, int column, QUtf8StringView text)
+    {
+        m_model->setCell(row, column, text);
+        if (m_editIndex.isValid())
+            editorFollows(row, column, text);
+    }
     bool CellCheck(int row, int column) const;
     void setCellCheck(int row, int column, bool on);
     int ColumnType(int column) const;
@@ -96,6 +102,7 @@ private:
     // Returns true when the key must not reach the editor.
     bool editorKey(QWidget* editor, QKeyEvent* event);
     void editorOpened(QWidget* editor, const QModelIndex& index);
+    void editorFollows(int row, int column, QUtf8StringView text);
 
     ListboxModel* m_model;
     int m_lastIndex = -1;

@@ -104,7 +104,7 @@ public:
     bool Connect();
     void SQLExecute(const QString& sql);
     std::unique_ptr<RecordSet> SQLSelect(const QString& sql);
-    // A row that cannot be written to the file sets Error and undoes everything since the last Commit.
+    // A row the file has no room for sets Error and undoes everything since the last Commit.
     void InsertRecord(const QString& table, const DatabaseRecord& record);
     void Commit();
     void Close();
@@ -123,6 +123,8 @@ private:
     void forgetStatements();
     bool beginIfWriting(sqlite3_stmt* stmt);
     bool execRaw(const char* sql);
+    qint64 pragmaValue(const char* sql);
+    bool reserveRoom();
 
     sqlite3* m_db = nullptr;
     bool m_error = false;

@@ -2,6 +2,7 @@
 #include "appcommands.h"
 #include "application.h"
 #include "principal.h"
+#include "runningcopy.h"
 
 #include <QDir>
 #include <QIcon>
@@ -18,8 +19,14 @@ static QIcon applicationIcon()
 
 int main(int argc, char** argv)
 {
-    Application application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tallyvane"));
+    // One running copy per data folder: a later start asks it to come forward and ends here, before it
+    // opens anything, the display included.
+    const auto folder = App::DataFolder();
+    RunningCopy copy(folder ? folder->NativePath() : QString());
+    if (!copy.Claim())
+        return 0;
+    Application application(argc, argv);
     QApplication::setApplicationVersion(QStringLiteral(TALLYVANE_VERSION));
     // The desktop file name ties the windows to the launcher; the icon shows in the task switcher.
     QApplication::setDesktopFileName(QStringLiteral(TALLYVANE_APP_ID));
@@ -27,14 +34,9 @@ int main(int argc, char** argv)
     App app;
     ApplicationAddMenuHandlers();
     MakeDefaultView();
+    copy.Serve([] { RunningCopy::BringForward(Principal::Exists() ? Principal::Instance() : nullptr); });
     // The opening runs inside the event loop, so a failure there can end it with Quit.
-    QTimer::singleShot(0, [] {
-        try {
-            Principal::Start();
-        } catch (const std::exception& e) {
-            Application::ReportUnhandled(e);
-        }
-    });
+    QTimer::singleShot(0, [] { RunGuarded(&Principal::Start); });
     application.exec();
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "wmailsenha.h"
 
 #include "app.h"
+#include "application.h"
 #include "dialogs.h"
 
 #include <QKeyEvent>
@@ -59,7 +60,7 @@ wMailSenha::wMailSenha()
     f.setPointSize(11);
     btok->setFont(f);
     btok->setDefault(true);
-    connect(btok, &QPushButton::clicked, this, &wMailSenha::btok_Action);
+    connect(btok, &QPushButton::clicked, this, Guarded(this, &wMailSenha::btok_Action));
 }
 
 void wMailSenha::ShowModal()

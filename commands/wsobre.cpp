@@ -1,6 +1,7 @@
 #include "wsobre.h"
 
 #include "app.h"
+#include "application.h"
 #include "desktop.h"
 #include "principal.h"
 #include "text.h"
@@ -15,7 +16,8 @@ QPointer<wSobre> g_sobre;
 
 void ClickableText::mousePressEvent(QMouseEvent* event)
 {
-    m_claimed = MouseDown && MouseDown(event->position().toPoint().x(), event->position().toPoint().y());
+    const QPoint at = event->position().toPoint();
+    m_claimed = MouseDown && RunGuarded([&] { return MouseDown(at.x(), at.y()); }, true);
     if (m_claimed)
         event->accept();
     else
@@ -30,8 +32,9 @@ void ClickableText::mouseReleaseEvent(QMouseEvent* event)
     }
     m_claimed = false;
     event->accept();
+    const QPoint at = event->position().toPoint();
     if (MouseUp)
-        MouseUp(event->position().toPoint().x(), event->position().toPoint().y());
+        RunGuarded([&] { MouseUp(at.x(), at.y()); });
 }
 
 wSobre* wSobre::Instance()
@@ -97,7 +100,7 @@ wSobre::wSobre(QWidget* parent)
     for (ClickableText* link : {StaticText1, StaticText3})
         link->setCursor(Qt::PointingHandCursor);
 
-    connect(bt_ok, &QPushButton::clicked, this, &wSobre::bt_ok_Action);
+    connect(bt_ok, &QPushButton::clicked, this, Guarded(this, &wSobre::bt_ok_Action));
     StaticText1->MouseDown = [this](int x, int y) { return StaticText1_MouseDown(x, y); };
     StaticText1->MouseUp = [this](int x, int y) { StaticText1_MouseUp(x, y); };
     StaticText3->MouseDown = [this](int x, int y) { return StaticText3_MouseDown(x, y); };

@@ -31,6 +31,20 @@ template <typename F> void RunGuarded(F&& handler)
     }
 }
 
+// The same for a handler whose result Qt goes on with: its result, or `interrupted` when it raised.
+template <typename R, typename F> R RunGuarded(F&& handler, R interrupted)
+{
+    R result = interrupted;
+    RunGuarded([&] { result = handler(); });
+    return result;
+}
+
+// A slot for Qt's signals that runs the object's handler under RunGuarded.
+template <typename T> auto Guarded(T* object, void (T::*handler)())
+{
+    return [object, handler] { RunGuarded([object, handler] { (object->*handler)(); }); };
+}
+
 // Ends the application with the given status once control is back in the event loop.
 void Quit(int status);
 bool QuitRequested();

@@ -1,5 +1,6 @@
 #include "contextualmenu.h"
 
+#include "application.h"
 #include "dialogs.h"
 
 #include <QCursor>
@@ -9,7 +10,7 @@ ContextualMenu::ContextualMenu(QWidget* parent)
 {
     connect(this, &QMenu::triggered, this, [this](QAction* action) {
         if (Action)
-            Action(action->data().toString());
+            RunGuarded([&] { Action(action->data().toString()); });
     });
 }
 

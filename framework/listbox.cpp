@@ -1,5 +1,6 @@
 #include "listbox.h"
 
+#include "application.h"
 #include "keyboard.h"
 #include "listboxmodel.h"
 
@@ -84,7 +85,7 @@ Listbox::Listbox(int columnCount, QWidget* parent)
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     connect(m_model, &ListboxModel::checkToggled, this, [this](int row, int column) {
         if (CellAction)
-            CellAction(row, column);
+            RunGuarded([&] { CellAction(row, column); });
     });
 }
 
@@ -290,7 +291,8 @@ bool Listbox::dispatchCellClick(QMouseEvent* event)
     const QRect cell = visualRect(index);
     const QPoint at = event->position().toPoint() - cell.topLeft();
     setContextualClick(event->button() == Qt::RightButton);
-    const bool handled = CellClick(index.row(), index.column(), at.x(), at.y());
+    // A handler that raised is done with the click: the view does not go on with it.
+    const bool handled = RunGuarded([&] { return CellClick(index.row(), index.column(), at.x(), at.y()); }, true);
     setContextualClick(false);
     return handled;
 }
@@ -313,7 +315,7 @@ void Listbox::mouseDoubleClickEvent(QMouseEvent* event)
         return;
     }
     if (DoubleClick && event->button() == Qt::LeftButton)
-        DoubleClick();
+        RunGuarded(DoubleClick);
     event->accept();
 }
 
@@ -321,7 +323,7 @@ void Listbox::keyPressEvent(QKeyEvent* event)
 {
     if (KeyDown) {
         const Keyboard::EventShiftScope shift(event->modifiers().testFlag(Qt::ShiftModifier));
-        if (KeyDown(keyText(event))) {
+        if (RunGuarded([&] { return KeyDown(keyText(event)); }, true)) {
             event->accept();
             return;
         }
@@ -336,7 +338,7 @@ bool Listbox::editorKey(QWidget* editor, QKeyEvent* event)
     const QPointer<QWidget> alive(editor);
     const Keyboard::EventShiftScope shift(
         event->modifiers().testFlag(Qt::ShiftModifier) || event->key() == Qt::Key_Backtab);
-    if (CellKeyDown(m_editIndex.row(), m_editIndex.column(), keyText(event)))
+    if (RunGuarded([&] { return CellKeyDown(m_editIndex.row(), m_editIndex.column(), keyText(event)); }, true))
         return true;
     // The handler may have reloaded the list or moved the edit: then this editor is done with.
     return !alive || editor != m_editor || !m_editIndex.isValid();
@@ -362,7 +364,7 @@ void Listbox::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hi
         hint = QAbstractItemDelegate::NoHint;
     QTableView::closeEditor(editor, hint);
     if (ours && index.isValid() && CellLostFocus)
-        CellLostFocus(index.row(), index.column());
+        RunGuarded([&] { CellLostFocus(index.row(), index.column()); });
 }
 
 ListboxDelegate::ListboxDelegate(Listbox* list)

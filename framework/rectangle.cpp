@@ -1,5 +1,7 @@
 #include "rectangle.h"
 
+#include "application.h"
+
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -24,7 +26,7 @@ void Rectangle::paintEvent(QPaintEvent*)
 void Rectangle::mousePressEvent(QMouseEvent* event)
 {
     const QPoint at = event->position().toPoint();
-    if (MouseDown && MouseDown(at.x(), at.y()))
+    if (MouseDown && RunGuarded([&] { return MouseDown(at.x(), at.y()); }, true))
         event->accept();
     else
         QWidget::mousePressEvent(event);

@@ -1,6 +1,7 @@
 #include "wlabels.h"
 
 #include "app.h"
+#include "application.h"
 #include "colors.h"
 #include "dialogs.h"
 #include "principal.h"
@@ -100,8 +101,8 @@ void wLabels::CreateControls()
 
     for (int i = 1; i <= 5; ++i)
         rectangle(i)->MouseDown = [this, i](int x, int y) { return Rectangle_MouseDown(i, x, y); };
-    connect(btOk, &QPushButton::clicked, this, &wLabels::btOk_Action);
-    connect(btCancela, &QPushButton::clicked, this, &wLabels::btCancela_Action);
+    connect(btOk, &QPushButton::clicked, this, Guarded(this, &wLabels::btOk_Action));
+    connect(btCancela, &QPushButton::clicked, this, Guarded(this, &wLabels::btCancela_Action));
 }
 
 Rectangle* wLabels::rectangle(int index) const

@@ -1,5 +1,7 @@
 #include "confirma.h"
 
+#include "application.h"
+
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
@@ -45,8 +47,8 @@ confirma::confirma()
     BT_ok->setGeometry(134, 72, 69, 20);
     BT_ok->setAutoDefault(false);
 
-    connect(BT_ok, &QPushButton::clicked, this, &confirma::BT_ok_Action);
-    connect(BT_cancela, &QPushButton::clicked, this, &confirma::BT_cancela_Action);
+    connect(BT_ok, &QPushButton::clicked, this, Guarded(this, &confirma::BT_ok_Action));
+    connect(BT_cancela, &QPushButton::clicked, this, Guarded(this, &confirma::BT_cancela_Action));
 }
 
 void confirma::BT_ok_Action()

@@ -141,8 +141,8 @@ void Principal::CreateControls()
     Projetos->KeyDown = [this](const QString& k) { return Projetos_KeyDown(k); };
     Projetos->CellLostFocus = [this](int r, int c) { Projetos_CellLostFocus(r, c); };
     Projetos->CellAction = [this](int r, int c) { Projetos_CellAction(r, c); };
-    connect(bt_inserecontato, &QPushButton::clicked, this, &Principal::bt_inserecontato_Action);
-    connect(bt_insereprojeto, &QPushButton::clicked, this, &Principal::bt_insereprojeto_Action);
+    connect(bt_inserecontato, &QPushButton::clicked, this, Guarded(this, &Principal::bt_inserecontato_Action));
+    connect(bt_insereprojeto, &QPushButton::clicked, this, Guarded(this, &Principal::bt_insereprojeto_Action));
     CreateLabelControls();
     CreateMailControls();
 }
@@ -250,31 +250,41 @@ int Principal::Width() const
     return geometry().width();
 }
 
+namespace {
+// A place or size from the preferences may be any 32-bit number. Computed wide and kept within what a
+// window can have, so that no sum overflows; the window then is as large, small or far out as the
+// platform lets it be.
+int windowSpan(qint64 value)
+{
+    return int(std::clamp<qint64>(value, -QWIDGETSIZE_MAX, QWIDGETSIZE_MAX));
+}
+} // namespace
+
 void Principal::setHeight(int value)
 {
     QRect g = geometry();
-    g.setHeight(value + barsHeight());
+    g.setHeight(windowSpan(qint64(value) + barsHeight()));
     setGeometry(g);
 }
 
 void Principal::setLeft(int value)
 {
     QRect g = geometry();
-    g.moveLeft(value);
+    g.moveLeft(windowSpan(value));
     setGeometry(g);
 }
 
 void Principal::setTop(int value)
 {
     QRect g = geometry();
-    g.moveTop(value);
+    g.moveTop(windowSpan(value));
     setGeometry(g);
 }
 
 void Principal::setWidth(int value)
 {
     QRect g = geometry();
-    g.setWidth(value);
+    g.setWidth(windowSpan(value));
     setGeometry(g);
 }
 

@@ -1,6 +1,7 @@
 #include "wpreferencias.h"
 
 #include "app.h"
+#include "application.h"
 #include "listbox.h"
 #include "principal.h"
 
@@ -150,9 +151,9 @@ void wPreferencias::CreateControls()
         field(*cliente[row], QStringLiteral("tColCliente%1").arg(row + 1), 3, QRect(120, fieldTop, 227, 22));
     }
 
-    connect(CoresFundo, &QCheckBox::toggled, this, &wPreferencias::CoresFundo_Action);
-    connect(btCancela, &QPushButton::clicked, this, &wPreferencias::btCancela_Action);
-    connect(btok, &QPushButton::clicked, this, &wPreferencias::btok_Action);
+    connect(CoresFundo, &QCheckBox::toggled, this, Guarded(this, &wPreferencias::CoresFundo_Action));
+    connect(btCancela, &QPushButton::clicked, this, Guarded(this, &wPreferencias::btCancela_Action));
+    connect(btok, &QPushButton::clicked, this, Guarded(this, &wPreferencias::btok_Action));
 }
 
 void wPreferencias::Open()

@@ -1,9 +1,11 @@
 // The program on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on stdout what it has
 // done, a line at a time, so that tst_durability can kill it at any moment and know what must be on disk.
 // Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced
-// with ">" and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go".
+// with ">" and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go",
+// "single" (owns the data folder as the program does, minimised, and says when a later start asks it forward).
 #include "canvas.h"
 #include "programfixture.h"
+#include "runningcopy.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -145,6 +147,9 @@ int main(int argc, char** argv)
     std::signal(SIGXFSZ, SIG_IGN);
     const QString mode = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
     const QString arg = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
+    RunningCopy copy(App::DataFolder()->NativePath());
+    if (mode == QLatin1String("single") && !copy.Claim())
+        return 5;
     Program program;
     if (!program.start()) {
         messages();
@@ -175,6 +180,15 @@ int main(int argc, char** argv)
         w->FazBackup();
         limitFileSize(RLIM_INFINITY);
         messages();
+    } else if (mode == QLatin1String("single")) {
+        copy.Serve([] {
+            RunningCopy::BringForward(w);
+            [[maybe_unused]] const bool active = QTest::qWaitFor([] { return w->isActiveWindow(); }, 1000);
+            say(QStringLiteral("forward %1 %2").arg(w->isMinimized()).arg(w->isActiveWindow()));
+        });
+        w->showMinimized();
+        say(QStringLiteral("waiting"));
+        QApplication::exec();
     } else if (mode == QLatin1String("prefs")) {
         App::Instance()->MailAssunto = QStringLiteral("changed");
         if (arg == QLatin1String("pause")) {

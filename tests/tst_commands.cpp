@@ -457,6 +457,24 @@ private slots:
 
     // ---- About
 
+    // Any number on the place and size lines, with the bars above the pages: the window is as large or as
+    // small as a window may be.
+    void extremeGeometryLines_data()
+    {
+        QTest::addColumn<QString>("number");
+        QTest::newRow("largest") << "99999999999";
+        QTest::newRow("smallest") << "-2147483648";
+    }
+    void extremeGeometryLines()
+    {
+        QFETCH(QString, number);
+        QStringList lines(41);
+        std::fill(lines.begin() + 6, lines.begin() + 10, number);
+        m_home->writePrefs(lines);
+        m_program->app()->LePrefs();
+        QCOMPARE(w->size(), number.startsWith('-') ? w->minimumSize() : w->maximumSize());
+    }
+
     void aboutVersion_data()
     {
         QTest::addColumn<QString>("version");

@@ -152,6 +152,15 @@ private slots:
         w->ContextualMenu1->AddRow(QStringLiteral("stale"));
         QVERIFY_THROWS_EXCEPTION(NilObjectException, w->CarregaContextualMenu());
         QCOMPARE(w->ContextualMenu1->rows(), QStringList());
+        // The label editor's Ok stops where it reads the menu back, at the last-resort handler.
+        wLabels* e = wLabels::Instance();
+        e->show();
+        QTest::mouseClick(e->btOk, Qt::LeftButton);
+        const QStringList afterOk = DialogHooks::takeMessages();
+        QCOMPARE(afterOk.size(), 2);
+        QCOMPARE(afterOk.first(), QStringLiteral("DB Error - Labels"));
+        QVERIFY2(afterOk.last().contains(QStringLiteral("NilObjectException")), qPrintable(afterOk.last()));
+        QVERIFY(e->isVisible());
     }
 
     void menuChoiceStoresTheLabel_data()

@@ -1,3 +1,6 @@
+#include "contextualmenu.h"
+#include "dialogs.h"
+#include "exceptions.h"
 #include "keyboard.h"
 #include "listbox.h"
 #include "listboxmodel.h"
@@ -287,6 +290,39 @@ private slots:
         m_list->EditCell(0, 1);
         QTest::keyClick(editor(), Qt::Key(key));
         QCOMPARE(seen, QList<int>{code});
+    }
+
+    // What a control's event handler raises ends at the last-resort handler before Qt's own frames: a mouse
+    // event, an editor's key and a signal stand for the ways the controls raise their events.
+    void raisingHandlersEndAtTheLastResortHandler_data()
+    {
+        QTest::addColumn<QString>("event");
+        for (const char* e : {"CellClick", "CellKeyDown", "ContextualMenu"})
+            QTest::newRow(e) << e;
+    }
+    void raisingHandlersEndAtTheLastResortHandler()
+    {
+        QFETCH(QString, event);
+        fill(2);
+        DialogHooks::setRecording(true);
+        const auto raise = [](auto&&...) -> bool { throw OutOfBoundsException(); };
+        ContextualMenu menu;
+        menu.AddRow(QStringLiteral("x"));
+        m_list->CellClick = raise;
+        m_list->CellKeyDown = raise;
+        menu.Action = raise;
+        if (event == QLatin1String("CellClick")) {
+            QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(1, 1));
+        } else if (event == QLatin1String("CellKeyDown")) {
+            m_list->EditCell(1, 1);
+            QTest::keyClick(editor(), Qt::Key_Return);
+        } else {
+            menu.actions().first()->trigger();
+        }
+        const QStringList messages = DialogHooks::takeMessages();
+        DialogHooks::setRecording(false);
+        QCOMPARE(messages.size(), 1);
+        QVERIFY2(messages.first().contains(QStringLiteral("OutOfBoundsException")), qPrintable(messages.first()));
     }
 
     void manyRowsStayBatchedUntilTheLoopTurns()

@@ -8,6 +8,7 @@
 #include "benchdata.h"
 #include "listbox.h"
 #include "principal.h"
+#include "runningcopy.h"
 
 #include <QAbstractItemModel>
 #include <QElapsedTimer>
@@ -31,13 +32,18 @@ bool filled(Listbox* list)
 // painted with both lists filled, and leaves without the shutdown, which is not part of the start.
 int child(int argc, char** argv)
 {
-    Application application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tallyvane"));
+    const auto folder = App::DataFolder();
+    RunningCopy copy(folder ? folder->NativePath() : QString());
+    if (!copy.Claim())
+        return 1;
+    Application application(argc, argv);
     App app;
     ApplicationAddMenuHandlers();
     MakeDefaultView();
+    copy.Serve([] { RunningCopy::BringForward(Principal::Exists() ? Principal::Instance() : nullptr); });
     QTimer::singleShot(0, [] {
-        if (!Principal::Start())
+        if (!RunGuarded(&Principal::Start, false))
             std::_Exit(1);
         Principal* w = Principal::Instance();
         while (!w->isVisible() || !filled(w->Contatos) || !filled(w->Projetos))

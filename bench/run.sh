@@ -11,4 +11,5 @@ QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_campaign tests/smtp_server.p
 ./build-bench/bench/bench_vcardscale
 ./build-bench/bench/bench_sources tests/eds_book.py tests/data/thunderbird-abook.sqlite
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_import
+QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_startup
 ./build-bench/bench/bench_mailtext

@@ -112,6 +112,12 @@ void Listbox::AddRow(const QString& text)
     m_lastIndex = m_model->rows() - 1;
 }
 
+void Listbox::AddRowUtf8(QUtf8StringView text)
+{
+    m_model->appendRow(text);
+    m_lastIndex = m_model->rows() - 1;
+}
+
 void Listbox::InsertRow(int row, const QString& text, int /*indent*/)
 {
     row = qBound(0, row, m_model->rows());
@@ -188,6 +194,12 @@ void Listbox::setCell(int row, int column, const QString& text)
     m_model->setCell(row, column, text);
     if (m_editor && m_editIndex.isValid() && m_editIndex.row() == row && m_editIndex.column() == column)
         m_editor->setText(text);
+}
+
+void Listbox::editorFollows(int row, int column, QUtf8StringView text)
+{
+    if (m_editor && m_editIndex.isValid() && m_editIndex.row() == row && m_editIndex.column() == column)
+        m_editor->setText(text.toString());
 }
 
 bool Listbox::CellCheck(int row, int column) const

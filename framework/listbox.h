@@ -1,14 +1,15 @@
 #pragma once
 
 #include "graphics.h"
+#include "listboxmodel.h"
 
 #include <QPersistentModelIndex>
 #include <QPointer>
 #include <QStyledItemDelegate>
 #include <QTableView>
+#include <QUtf8StringView>
 #include <functional>
 
-class ListboxModel;
 class QLineEdit;
 
 // The open cell editor, as handlers see it.
@@ -49,6 +50,8 @@ public:
 
     int ColumnCount() const;
     void AddRow(const QString& text);
+    // The same for text already in UTF-8, as the database gives it: loaders spare the conversions.
+    void AddRowUtf8(QUtf8StringView text);
     void InsertRow(int row, const QString& text, int indent = 0);
     void DeleteAllRows();
     int LastIndex() const { return m_lastIndex; }
@@ -61,6 +64,13 @@ public:
     // The text of an open cell is what has been typed so far.
     QString Cell(int row, int column) const;
     void setCell(int row, int column, const QString& text);
+    // Loaders call it for every cell many times over, so it stays inline.
+    void setCellUtf8(int row, int column, QUtf8StringView text)
+    {
+        m_model->setCell(row, column, text);
+        if (m_editIndex.isValid())
+            editorFollows(row, column, text);
+    }
     bool CellCheck(int row, int column) const;
     void setCellCheck(int row, int column, bool on);
     // A column's kind, by the framework's codes.
@@ -94,6 +104,7 @@ private:
     // Returns true when the key must not reach the editor.
     bool editorKey(QWidget* editor, QKeyEvent* event);
     void editorOpened(QWidget* editor, const QModelIndex& index);
+    void editorFollows(int row, int column, QUtf8StringView text);
 
     ListboxModel* m_model;
     int m_lastIndex = -1;

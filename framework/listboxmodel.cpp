@@ -23,45 +23,91 @@ int ListboxModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : m_columns;
 }
 
-std::unique_ptr<char[]> ListboxModel::pack(const std::vector<QString>& cells)
+namespace {
+constexpr size_t kBlockBytes = 64 * 1024;
+
+size_t lengthBytes(size_t n)
 {
-    // Encoded through scratch buffers that live on, so packing a row allocates only its result.
-    static thread_local std::string cell, row;
-    row.clear();
-    for (const QString& c : cells) {
-        cell.resize(size_t(c.size()) * 3);
-        QStringEncoder encoder(QStringEncoder::Utf8);
-        const char* end = encoder.appendToBuffer(cell.data(), c);
-        quint64 n = quint64(end - cell.data());
-        do {
-            const char b = char(n & 0x7f);
-            n >>= 7;
-            row.push_back(n ? char(b | 0x80) : b);
-        } while (n);
-        row.append(cell.data(), size_t(end - cell.data()));
-    }
-    auto packed = std::make_unique_for_overwrite<char[]>(row.size());
-    std::memcpy(packed.get(), row.data(), row.size());
-    return packed;
+    size_t bytes = 1;
+    while (n >>= 7)
+        ++bytes;
+    return bytes;
 }
 
-static const char* readLength(const char* p, quint64& n)
+char* writeLength(char* p, size_t n)
+{
+    do {
+        const char b = char(n & 0x7f);
+        n >>= 7;
+        *p++ = n ? char(b | 0x80) : b;
+    } while (n);
+    return p;
+}
+
+const char* readLength(const char* p, size_t& n)
 {
     n = 0;
     int shift = 0;
     unsigned char b;
     do {
         b = static_cast<unsigned char>(*p++);
-        n |= quint64(b & 0x7f) << shift;
+        n |= size_t(b & 0x7f) << shift;
         shift += 7;
     } while (b & 0x80);
     return p;
 }
 
+size_t packedSize(const char* packed, int columns)
+{
+    const char* p = packed;
+    size_t n = 0;
+    for (int c = 0; c < columns; ++c) {
+        p = readLength(p, n);
+        p += n;
+    }
+    return size_t(p - packed);
+}
+} // namespace
+
+char* ListboxModel::allocate(size_t bytes) const
+{
+    if (bytes > m_blockFree) {
+        // A row larger than a block gets a block of its own.
+        const size_t size = std::max(bytes, kBlockBytes);
+        m_blocks.push_back(std::make_unique_for_overwrite<char[]>(size));
+        m_blockTail = m_blocks.back().get();
+        m_blockFree = size;
+    }
+    char* p = m_blockTail;
+    m_blockTail += bytes;
+    m_blockFree -= bytes;
+    return p;
+}
+
+// Packs every row again into fresh blocks, leaving behind the bytes of rows packed anew since.
+void ListboxModel::compact() const
+{
+    std::vector<std::unique_ptr<char[]>> old;
+    old.swap(m_blocks);
+    m_blockTail = nullptr;
+    m_blockFree = 0;
+    m_packedBytes = 0;
+    m_staleBytes = 0;
+    for (const char*& row : m_rows) {
+        if (!row)
+            continue;
+        const size_t bytes = packedSize(row, m_columns);
+        char* p = allocate(bytes);
+        std::memcpy(p, row, bytes);
+        row = p;
+        m_packedBytes += bytes;
+    }
+}
+
 QString ListboxModel::unpack(const char* packed, int column)
 {
     const char* p = packed;
-    quint64 n = 0;
+    size_t n = 0;
     for (int c = 0;; ++c) {
         p = readLength(p, n);
         if (c == column)
@@ -74,8 +120,27 @@ void ListboxModel::packHot() const
 {
     if (m_hot < 0)
         return;
-    m_rows[size_t(m_hot)].packed = pack(m_hotCells);
+    size_t bytes = 0;
+    for (const std::string& c : m_hotCells)
+        bytes += lengthBytes(c.size()) + c.size();
+    const char*& row = m_rows[size_t(m_hot)];
+    if (row) {
+        const size_t old = packedSize(row, m_columns);
+        m_packedBytes -= old;
+        m_staleBytes += old;
+    }
+    char* p = allocate(bytes);
+    row = p;
+    for (const std::string& c : m_hotCells) {
+        p = writeLength(p, c.size());
+        std::memcpy(p, c.data(), c.size());
+        p += c.size();
+    }
+    m_packedBytes += bytes;
     m_hot = -1;
+    // Rows edited over and over must not make the list grow without end.
+    if (m_staleBytes > kBlockBytes && m_staleBytes > m_packedBytes)
+        compact();
 }
 
 void ListboxModel::makeHot(int row) const
@@ -83,9 +148,17 @@ void ListboxModel::makeHot(int row) const
     if (m_hot == row)
         return;
     packHot();
-    const Row& r = m_rows[size_t(row)];
-    for (int c = 0; c < m_columns; ++c)
-        m_hotCells[size_t(c)] = r.packed ? unpack(r.packed.get(), c) : QString();
+    const char* p = m_rows[size_t(row)];
+    size_t n = 0;
+    for (std::string& c : m_hotCells) {
+        if (!p) {
+            c.clear();
+            continue;
+        }
+        p = readLength(p, n);
+        c.assign(p, n);
+        p += n;
+    }
     m_hot = row;
 }
 
@@ -94,20 +167,29 @@ QString ListboxModel::cell(int row, int column) const
     if (row < 0 || row >= rows() || column < 0 || column >= m_columns)
         return QString();
     if (row == m_hot)
-        return m_hotCells[size_t(column)];
-    const Row& r = m_rows[size_t(row)];
-    return r.packed ? unpack(r.packed.get(), column) : QString();
+        return QString::fromStdString(m_hotCells[size_t(column)]);
+    const char* packed = m_rows[size_t(row)];
+    return packed ? unpack(packed, column) : QString();
 }
 
-void ListboxModel::storeCell(int row, int column, const QString& text)
+void ListboxModel::setCell(int row, int column, const QString& text)
+{
+    static thread_local std::string utf8;
+    utf8.resize(size_t(text.size()) * 3);
+    QStringEncoder encoder(QStringEncoder::Utf8);
+    utf8.resize(size_t(encoder.appendToBuffer(utf8.data(), text) - utf8.data()));
+    setCell(row, column, QUtf8StringView(utf8));
+}
+
+void ListboxModel::storeCell(int row, int column, QUtf8StringView text)
 {
     if (row < 0 || row >= rows() || column < 0 || column >= m_columns)
         return;
     makeHot(row);
-    QString& slot = m_hotCells[size_t(column)];
-    if (slot == text)
+    std::string& slot = m_hotCells[size_t(column)];
+    if (sameText(slot, text))
         return;
-    slot = text;
+    slot.assign(text.data(), size_t(text.size()));
     if (row < m_shown) {
         const QModelIndex i = index(row, column);
         emit dataChanged(i, i, {Qt::DisplayRole, Qt::EditRole});
@@ -118,14 +200,18 @@ bool ListboxModel::check(int row, int column) const
 {
     if (row < 0 || row >= rows() || column < 0 || column >= m_columns)
         return false;
-    return m_rows[size_t(row)].checks & (1u << column);
+    return size_t(row) < m_checks.size() && (m_checks[size_t(row)] & (1u << column));
 }
 
 void ListboxModel::setCheck(int row, int column, bool on)
 {
     if (row < 0 || row >= rows() || column < 0 || column >= m_columns)
         return;
-    quint32& bits = m_rows[size_t(row)].checks;
+    if (!on && size_t(row) >= m_checks.size())
+        return;
+    if (size_t(row) >= m_checks.size())
+        m_checks.resize(size_t(rows()));
+    quint32& bits = m_checks[size_t(row)];
     const quint32 next = on ? (bits | (1u << column)) : (bits & ~(1u << column));
     if (next == bits)
         return;
@@ -150,20 +236,36 @@ void ListboxModel::flushPending()
     const int total = rows();
     if (m_shown >= total)
         return;
+    // After a load, give back what the growth of the row tables reserved; single rows keep it.
+    if (total - m_shown > 1024) {
+        m_rows.shrink_to_fit();
+        m_checks.shrink_to_fit();
+    }
     beginInsertRows(QModelIndex(), m_shown, total - 1);
     m_shown = total;
     endInsertRows();
 }
 
-void ListboxModel::appendRow(const QString& cell0)
+void ListboxModel::startRow(int row)
+{
+    m_hot = row;
+    for (std::string& c : m_hotCells)
+        c.clear();
+}
+
+void ListboxModel::appendRow(QUtf8StringView cell0)
 {
     packHot();
-    m_rows.push_back(Row());
-    m_hot = rows() - 1;
-    std::fill(m_hotCells.begin(), m_hotCells.end(), QString());
-    m_hotCells[0] = cell0;
+    m_rows.push_back(nullptr);
+    startRow(rows() - 1);
+    m_hotCells[0].assign(cell0.data(), size_t(cell0.size()));
     // Views hear of appended rows in one batch when control returns to the event loop.
     scheduleFlush();
+}
+
+void ListboxModel::appendRow(const QString& cell0)
+{
+    appendRow(QUtf8StringView(cell0.toUtf8()));
 }
 
 void ListboxModel::insertRowAt(int row, const QString& cell0)
@@ -172,11 +274,12 @@ void ListboxModel::insertRowAt(int row, const QString& cell0)
     packHot();
     row = qBound(0, row, rows());
     beginInsertRows(QModelIndex(), row, row);
-    m_rows.insert(m_rows.begin() + row, Row());
+    m_rows.insert(m_rows.begin() + row, nullptr);
+    if (size_t(row) < m_checks.size())
+        m_checks.insert(m_checks.begin() + row, 0);
     m_shown = rows();
-    m_hot = row;
-    std::fill(m_hotCells.begin(), m_hotCells.end(), QString());
-    m_hotCells[0] = cell0;
+    startRow(row);
+    m_hotCells[0] = cell0.toStdString();
     endInsertRows();
 }
 
@@ -185,6 +288,12 @@ void ListboxModel::clear()
     beginResetModel();
     m_rows.clear();
     m_rows.shrink_to_fit();
+    m_blocks.clear();
+    m_blockTail = nullptr;
+    m_blockFree = 0;
+    m_packedBytes = m_staleBytes = 0;
+    m_checks.clear();
+    m_checks.shrink_to_fit();
     m_shown = 0;
     m_hot = -1;
     m_editRow = m_editColumn = -1;

@@ -3,12 +3,16 @@
 #include <QAbstractTableModel>
 #include <QString>
 #include <QStringList>
+#include <QUtf8StringView>
+#include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
-// Rows of text cells in compact form: each row is one allocation holding its cells as
-// length-prefixed UTF-8, so 100,000 rows cost little more than their text. The row being
-// written is kept unpacked, since loaders write the same row's cells many times over.
+// Rows of text cells in compact form: a row is its cells as length-prefixed UTF-8, packed one after
+// the other into large shared blocks, so 100,000 rows cost little more than their text and loading
+// them allocates rarely. The row being written is kept unpacked, since loaders write the same row's
+// cells many times over; a row packed anew leaves its old bytes behind until the next compaction.
 class ListboxModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -25,15 +29,15 @@ public:
 
     int rows() const { return int(m_rows.size()); }
     void appendRow(const QString& cell0);
+    void appendRow(QUtf8StringView cell0);
     void insertRowAt(int row, const QString& cell0);
     void clear();
     QString cell(int row, int column) const;
-    void setCell(int row, int column, const QString& text)
+    void setCell(int row, int column, const QString& text);
+    void setCell(int row, int column, QUtf8StringView text)
     {
         // Loaders write each cell of the row being filled many times with the same value.
-        if (row == m_hot && unsigned(column) < unsigned(m_columns)
-            && m_hotCells[size_t(column)].constData() == text.constData()
-            && m_hotCells[size_t(column)].size() == text.size())
+        if (row == m_hot && unsigned(column) < unsigned(m_columns) && sameText(m_hotCells[size_t(column)], text))
             return;
         storeCell(row, column, text);
     }
@@ -57,25 +61,34 @@ signals:
     void checkToggled(int row, int column);
 
 private:
-    struct Row
+    static bool sameText(const std::string& slot, QUtf8StringView text)
     {
-        std::unique_ptr<char[]> packed; // cells as varint length + UTF-8 bytes, in column order
-        quint32 checks = 0;
-    };
-    void storeCell(int row, int column, const QString& text);
-    static std::unique_ptr<char[]> pack(const std::vector<QString>& cells);
+        return slot.size() == size_t(text.size())
+            && (slot.empty() || std::memcmp(slot.data(), text.data(), slot.size()) == 0);
+    }
+    void storeCell(int row, int column, QUtf8StringView text);
+    void startRow(int row);
     static QString unpack(const char* packed, int column);
     bool inRange(const QModelIndex& index) const;
     void makeHot(int row) const;
     void packHot() const;
+    char* allocate(size_t bytes) const;
+    void compact() const;
     void scheduleFlush();
 
     int m_columns;
-    mutable std::vector<Row> m_rows;
+    // Each row's packed cells, in one of the blocks; null for a row that was never packed.
+    mutable std::vector<const char*> m_rows;
+    mutable std::vector<std::unique_ptr<char[]>> m_blocks;
+    mutable char* m_blockTail = nullptr; // the free bytes at the end of the last block
+    mutable size_t m_blockFree = 0;
+    mutable size_t m_packedBytes = 0, m_staleBytes = 0;
+    // Ticked boxes by row, one bit a column; rows past its end have none.
+    std::vector<quint32> m_checks;
     int m_shown = 0; // rows the views know about
     bool m_flushQueued = false;
     mutable int m_hot = -1;
-    mutable std::vector<QString> m_hotCells;
+    mutable std::vector<std::string> m_hotCells; // UTF-8
     QStringList m_headings;
     quint32 m_checkColumns = 0;
     int m_editRow = -1;

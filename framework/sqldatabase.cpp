@@ -3,6 +3,7 @@
 #include <QFileInfo>
 #include <QStringDecoder>
 #include <algorithm>
+#include <cstring>
 #include <sqlite3.h>
 
 RecordSet::RecordSet(sqlite3_stmt* stmt, bool eof)
@@ -21,7 +22,15 @@ RecordSet::~RecordSet()
 
 void RecordSet::invalidateRow()
 {
-    std::fill(m_fetched.begin(), m_fetched.end(), false);
+    // The engine's texts of the row end with the step: a field kept past it reads as empty.
+    for (size_t i = 0; i < m_fetched.size(); ++i) {
+        if (m_fetched[i]) {
+            m_row[i].m_bytes = nullptr;
+            m_row[i].m_size = 0;
+            m_row[i].m_decoded = false;
+            m_fetched[i] = 0;
+        }
+    }
 }
 
 void RecordSet::MoveNext()
@@ -41,24 +50,43 @@ const DatabaseField& RecordSet::fetch(int n)
         return empty;
     const int type = sqlite3_column_type(m_stmt, i);
     DatabaseField& f = m_row[size_t(i)];
+    f.m_decoded = false;
     if (type == SQLITE_NULL) {
-        f = DatabaseField();
+        f.m_kind = DatabaseField::Null;
+        f.m_bytes = nullptr;
+        f.m_size = 0;
+        f.m_numberTrue = false;
     } else {
-        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, i));
-        const int bytes = sqlite3_column_bytes(m_stmt, i);
         const bool number = type == SQLITE_INTEGER || type == SQLITE_FLOAT;
         f.m_kind = number ? DatabaseField::Number : DatabaseField::Text;
         f.m_numberTrue = number && sqlite3_column_double(m_stmt, i) != 0.0;
-        // Decoded into the field's own buffer: once readers let go of a row's texts the
-        // buffer is reused for the next row instead of allocating again.
-        QString& s = f.m_text;
-        s.resize(bytes);
-        QStringDecoder decoder(QStringDecoder::Utf8);
-        QChar* end = decoder.appendToBuffer(s.data(), QByteArrayView(text, bytes));
-        s.resize(end - s.data());
+        f.m_bytes = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, i));
+        f.m_size = sqlite3_column_bytes(m_stmt, i);
     }
     m_fetched[size_t(i)] = 1;
-    return m_row[size_t(i)];
+    return f;
+}
+
+const QString& DatabaseField::StringValue() const
+{
+    if (!m_decoded) {
+        // Decoded into the field's own buffer: once readers let go of a row's texts the
+        // buffer is reused for the next row instead of allocating again.
+        m_text.resize(m_size);
+        QStringDecoder decoder(QStringDecoder::Utf8);
+        QChar* end = decoder.appendToBuffer(m_text.data(), QByteArrayView(m_bytes, m_size));
+        m_text.resize(end - m_text.data());
+        m_decoded = true;
+    }
+    return m_text;
+}
+
+bool DatabaseField::BooleanValue() const
+{
+    if (m_kind == Number)
+        return m_numberTrue;
+    const QByteArrayView text(m_bytes, m_size);
+    return m_kind == Text && (text == "1" || text.compare("true", Qt::CaseInsensitive) == 0);
 }
 
 void DatabaseRecord::set(Value v)
@@ -150,20 +178,64 @@ bool SQLDatabase::Connect()
 
 bool SQLDatabase::execRaw(const char* sql)
 {
-    return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+    const QByteArray text = QByteArray::fromRawData(sql, qsizetype(std::strlen(sql)));
+    sqlite3_stmt* stmt = reusable(text);
+    if (!stmt)
+        return false;
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) { }
+    release(stmt, text);
+    return rc == SQLITE_DONE;
 }
 
 sqlite3_stmt* SQLDatabase::prepare(const QString& sql)
 {
+    return prepare(sql.toUtf8());
+}
+
+sqlite3_stmt* SQLDatabase::prepare(const QByteArray& utf8)
+{
     if (!m_db)
         return nullptr;
-    const QByteArray utf8 = sql.toUtf8();
     sqlite3_stmt* stmt = nullptr;
     if (sqlite3_prepare_v2(m_db, utf8.constData(), int(utf8.size()), &stmt, nullptr) != SQLITE_OK) {
         sqlite3_finalize(stmt);
         return nullptr;
     }
     return stmt; // null for a text with no statement at all
+}
+
+sqlite3_stmt* SQLDatabase::reusable(const QByteArray& utf8)
+{
+    for (auto it = m_kept.begin(); it != m_kept.end(); ++it) {
+        if (it->sql == utf8) {
+            sqlite3_stmt* stmt = it->stmt;
+            m_kept.erase(it);
+            return stmt;
+        }
+    }
+    return prepare(utf8);
+}
+
+void SQLDatabase::release(sqlite3_stmt* stmt, const QByteArray& utf8)
+{
+    if (!stmt)
+        return;
+    // Reset at once, so that a kept statement holds no lock on the file.
+    sqlite3_reset(stmt);
+    constexpr size_t kKept = 8;
+    if (m_kept.size() == kKept) {
+        sqlite3_finalize(m_kept.front().stmt);
+        m_kept.erase(m_kept.begin());
+    }
+    m_kept.push_back({QByteArray(utf8.constData(), utf8.size()), stmt});
+}
+
+void SQLDatabase::forgetStatements()
+{
+    for (const Kept& k : m_kept)
+        sqlite3_finalize(k.stmt);
+    m_kept.clear();
 }
 
 bool SQLDatabase::beginIfWriting(sqlite3_stmt* stmt)
@@ -175,14 +247,15 @@ bool SQLDatabase::beginIfWriting(sqlite3_stmt* stmt)
 
 void SQLDatabase::SQLExecute(const QString& sql)
 {
-    sqlite3_stmt* stmt = prepare(sql);
+    const QByteArray utf8 = sql.toUtf8();
+    sqlite3_stmt* stmt = reusable(utf8);
     m_error = stmt == nullptr || !beginIfWriting(stmt);
     if (!m_error) {
         int rc;
         while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) { }
         m_error = rc != SQLITE_DONE;
     }
-    sqlite3_finalize(stmt);
+    release(stmt, utf8);
 }
 
 std::unique_ptr<RecordSet> SQLDatabase::SQLSelect(const QString& sql)
@@ -224,7 +297,8 @@ void SQLDatabase::InsertRecord(const QString& table, const DatabaseRecord& recor
         sql += QLatin1String(" (") + names.join(QLatin1Char(',')) + QLatin1String(") VALUES (")
             + marks.join(QLatin1Char(',')) + QLatin1Char(')');
     }
-    sqlite3_stmt* stmt = prepare(sql);
+    const QByteArray utf8 = sql.toUtf8();
+    sqlite3_stmt* stmt = reusable(utf8);
     m_error = stmt == nullptr || !beginIfWriting(stmt);
     if (!m_error) {
         int i = 1;
@@ -238,14 +312,36 @@ void SQLDatabase::InsertRecord(const QString& table, const DatabaseRecord& recor
         }
         m_error = sqlite3_step(stmt) != SQLITE_DONE;
     }
-    sqlite3_finalize(stmt);
-    // The row goes into the file now, so that a file that cannot grow (a full disk, a size limit)
-    // refuses it here, where the caller looks at Error, rather than at the Commit, where nobody does.
-    // The engine then needs the transaction undone before the connection can be used again.
-    if (!m_error && sqlite3_db_cacheflush(m_db) != SQLITE_OK) {
+    release(stmt, utf8);
+    // The engine needs the transaction undone before the connection can be used again.
+    if (!m_error && !reserveRoom()) {
         m_error = true;
         execRaw("ROLLBACK");
     }
+}
+
+qint64 SQLDatabase::pragmaValue(const char* sql)
+{
+    const QByteArray text = QByteArray::fromRawData(sql, qsizetype(std::strlen(sql)));
+    sqlite3_stmt* stmt = reusable(text);
+    const qint64 value = stmt && sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
+    release(stmt, text);
+    return value;
+}
+
+// Claims in the file now the room the open transaction's pages need, so that a file that cannot grow
+// (a full disk, a size limit) refuses the row here, where the caller looks at Error, rather than at the
+// Commit, where nobody does. No page reaches the file before the Commit, so a commit syncs its journal
+// once, as any single transaction does; on a disk those syncs are most of an insert's time.
+bool SQLDatabase::reserveRoom()
+{
+    const qint64 pageSize = pragmaValue("PRAGMA page_size");
+    sqlite3_int64 bytes = pageSize * pragmaValue("PRAGMA page_count");
+    // The file then grows by whole pages, as it does without the claim.
+    int chunk = int(pageSize);
+    sqlite3_file_control(m_db, "main", SQLITE_FCNTL_CHUNK_SIZE, &chunk);
+    const int rc = sqlite3_file_control(m_db, "main", SQLITE_FCNTL_SIZE_HINT, &bytes);
+    return rc == SQLITE_OK || rc == SQLITE_NOTFOUND;
 }
 
 void SQLDatabase::Commit()
@@ -259,6 +355,7 @@ void SQLDatabase::Close()
 {
     if (!m_db)
         return;
+    forgetStatements();
     // Shutdown does not commit: whatever is still open is dropped, as it never reached a Commit.
     sqlite3_close_v2(m_db);
     m_db = nullptr;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QUtf8StringView>
 #include <QVector>
 #include <memory>
 #include <vector>
@@ -8,36 +9,27 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-// One field of the current row of a RecordSet, copied out of the statement.
+// One field of the current row of a RecordSet. Its text stays in the engine's UTF-8 until it is asked for.
 class DatabaseField
 {
 public:
-    DatabaseField() = default;
-    enum Kind : char { Null, Number, Text };
-    DatabaseField(QString text, Kind kind, bool numberIsTrue)
-        : m_text(std::move(text))
-        , m_kind(kind)
-        , m_numberTrue(numberIsTrue)
-    {
-    }
-
     // NULL reads as "" and an integer as its decimal digits.
-    const QString& StringValue() const { return m_text; }
+    const QString& StringValue() const;
+    // The same text as the engine holds it, valid until the record set moves on.
+    QUtf8StringView Utf8() const { return QUtf8StringView(m_bytes, m_size); }
     // A number is true when it is not zero; text when it reads "true" or "1".
-    bool BooleanValue() const
-    {
-        if (m_kind == Number)
-            return m_numberTrue;
-        return m_kind == Text
-            && (m_text == QLatin1String("1") || m_text.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0);
-    }
+    bool BooleanValue() const;
     bool IsNull() const { return m_kind == Null; }
 
 private:
     friend class RecordSet;
-    QString m_text;
+    enum Kind : char { Null, Number, Text };
+    const char* m_bytes = nullptr;
+    qsizetype m_size = 0;
     Kind m_kind = Null;
     bool m_numberTrue = false;
+    mutable bool m_decoded = false;
+    mutable QString m_text;
 };
 
 // Forward-only cursor over a running statement. Rows are fetched as the caller walks,
@@ -112,7 +104,7 @@ public:
     bool Connect();
     void SQLExecute(const QString& sql);
     std::unique_ptr<RecordSet> SQLSelect(const QString& sql);
-    // A row that cannot be written to the file sets Error and undoes everything since the last Commit.
+    // A row the file has no room for sets Error and undoes everything since the last Commit.
     void InsertRecord(const QString& table, const DatabaseRecord& record);
     void Commit();
     void Close();
@@ -124,9 +116,24 @@ private:
     bool usable();
     // Prepares the first statement of the text only; the rest of the text never runs.
     sqlite3_stmt* prepare(const QString& sql);
+    sqlite3_stmt* prepare(const QByteArray& utf8);
+    // A statement for the text, kept from its last use when there was one; give it back with release.
+    sqlite3_stmt* reusable(const QByteArray& utf8);
+    void release(sqlite3_stmt* stmt, const QByteArray& utf8);
+    void forgetStatements();
     bool beginIfWriting(sqlite3_stmt* stmt);
     bool execRaw(const char* sql);
+    qint64 pragmaValue(const char* sql);
+    bool reserveRoom();
 
     sqlite3* m_db = nullptr;
     bool m_error = false;
+    // The statements of the latest texts run, most recent last: an import inserts with the same text
+    // thousands of times, and each commit opens its transaction again.
+    struct Kept
+    {
+        QByteArray sql;
+        sqlite3_stmt* stmt;
+    };
+    std::vector<Kept> m_kept;
 };

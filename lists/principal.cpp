@@ -306,12 +306,12 @@ void fillList(
     while (!rs->Eof()) {
         for (int i = 1; i <= n; ++i) {
             if (i == 1) {
-                list->AddRow(rs->IdxField(1).StringValue());
+                list->AddRowUtf8(rs->IdxField(1).Utf8());
                 continue;
             }
             const int r = list->LastIndex();
             for (const CellField& c : cells)
-                list->setCell(r, c.cell, rs->IdxField(c.field).StringValue());
+                list->setCellUtf8(r, c.cell, rs->IdxField(c.field).Utf8());
             if (checkCell >= 0)
                 list->setCellCheck(r, checkCell, rs->IdxField(checkField).BooleanValue());
         }

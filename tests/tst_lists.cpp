@@ -342,7 +342,6 @@ private slots:
     void doubleClickOpensEveryTaskColumnButComments_data()
     {
         QTest::addColumn<int>("column");
-        QTest::newRow("project") << 1;
         QTest::newRow("comments") << 6;
         QTest::newRow("label") << 7;
     }
@@ -392,15 +391,6 @@ private slots:
         QTest::keyClick(editor(w->Projetos), Qt::Key_Return);
         QCOMPARE(q("SELECT Projeto FROM Tarefas ORDER BY id"), QStringLiteral("B\nA"));
         QCOMPARE(w->Projetos->ListCount(), 2);
-    }
-
-    // The row changed is the one last clicked, whatever is selected.
-    void taskChangeStoresTheClickedRow()
-    {
-        seedTasks({{"A", "one"}, {"B", "two"}});
-        doubleClick(w->Projetos, 1, 2);
-        type(w->Projetos, QStringLiteral("!"), Qt::Key_Return);
-        QCOMPARE(q("SELECT Titulo FROM Tarefas ORDER BY id"), QStringLiteral("one\ntwo!"));
     }
 };
 

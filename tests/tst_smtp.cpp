@@ -10,6 +10,7 @@
 #include <QTcpSocket>
 #include <QTest>
 #include <QTimer>
+#include <list>
 
 // The client, counting the reads its socket hands it.
 class WatchedSMTP : public SMTPSocket
@@ -141,13 +142,6 @@ class TestSmtp : public QObject
         };
         smtp.Error = [&timeline](int code) { timeline << QStringLiteral("E: socket %1").arg(code); };
     }
-    // Points the client at the server and starts it.
-    static void send(SMTPSocket& smtp, const ScriptedServer& server)
-    {
-        smtp.Address = QStringLiteral("127.0.0.1");
-        TCPSocket::redirectPort25(server.port());
-        smtp.SendMail();
-    }
     // Waits for the timeline to reach a length, however slow the machine, and then to stay still for a
     // while, so that anything the client should not have done shows up too; a client that never stops
     // talking ends the wait after ten seconds.
@@ -161,6 +155,24 @@ class TestSmtp : public QObject
             seen = timeline.size();
         }
     }
+
+    // A client with its events in a timeline, run against scripted servers one connection at a time.
+    struct Client
+    {
+        QStringList timeline;
+        WatchedSMTP smtp;
+        std::list<ScriptedServer> servers; // each lives on with its connection to the end of the test
+        Client() { record(smtp, timeline); }
+        const ScriptedServer& run(const QStringList& replies, qsizetype atLeast)
+        {
+            ScriptedServer& server = servers.emplace_back(replies, timeline, smtp);
+            smtp.Address = QStringLiteral("127.0.0.1");
+            TCPSocket::redirectPort25(server.port());
+            smtp.SendMail();
+            settle(timeline, atLeast);
+            return server;
+        }
+    };
 
 private slots:
     void init()
@@ -250,20 +262,16 @@ private slots:
         QFETCH(QStringList, recipients);
         QFETCH(QStringList, replies);
         QFETCH(QStringList, expected);
-        QStringList timeline;
-        WatchedSMTP smtp;
-        ScriptedServer server(replies, timeline, smtp);
-        record(smtp, timeline);
-        smtp.Username = user;
-        smtp.Password = QStringLiteral("s3cret é");
+        Client c;
+        c.smtp.Username = user;
+        c.smtp.Password = QStringLiteral("s3cret é");
         for (int i = 0; i < messages; ++i)
-            smtp.Messages << message(recipients);
-        send(smtp, server);
-        QCOMPARE(smtp.Port, 25);
-        settle(timeline, expected.size());
-        QCOMPARE(timeline, expected);
+            c.smtp.Messages << message(recipients);
+        const ScriptedServer& server = c.run(replies, expected.size());
+        QCOMPARE(c.smtp.Port, 25);
+        QCOMPARE(c.timeline, expected);
         QCOMPARE(m_unhandled, QStringList());
-        if (timeline.contains(QStringLiteral("C: <message> [4]"))) {
+        if (c.timeline.contains(QStringLiteral("C: <message> [4]"))) {
             QVERIFY(server.messageData.endsWith(QStringLiteral("\r\n<p>Hello</p>\r\n.")));
             QVERIFY(QRegularExpression(
                 QStringLiteral("(?:^|\r\n)Date: (Sun|Mon|Tue|Wed|Thu|Fri|Sat), \\d{1,2} [A-Z][a-z]{2} "
@@ -276,45 +284,32 @@ private slots:
     // An auth plain answered by a prompt has no key left: that failure reaches the last-resort handler.
     void promptWithNoKeyLeft()
     {
-        QStringList timeline;
-        WatchedSMTP smtp;
-        ScriptedServer server({"220 hi\r\n", "250 hi\r\n", "334 \r\n", "250 ok\r\n"}, timeline, smtp);
-        record(smtp, timeline);
-        smtp.Username = QStringLiteral("u");
-        smtp.Messages << message({"a@x.test"});
-        send(smtp, server);
-        settle(timeline, 3);
-        const QStringList shown = m_unhandled;
-        QCOMPARE(shown.size(), 1);
-        QVERIFY(shown[0].contains(QStringLiteral("OutOfBoundsException")));
-        QCOMPARE(smtp.mode(), SMTPSocket::Mode::AuthPending);
-        QCOMPARE(timeline.last(), QStringLiteral("C: auth plain AHUA [-1]"));
+        Client c;
+        c.smtp.Username = QStringLiteral("u");
+        c.smtp.Messages << message({"a@x.test"});
+        c.run({"220 hi\r\n", "250 hi\r\n", "334 \r\n", "250 ok\r\n"}, 3);
+        QCOMPARE(m_unhandled.size(), 1);
+        QVERIFY(m_unhandled[0].contains(QStringLiteral("OutOfBoundsException")));
+        QCOMPARE(c.smtp.mode(), SMTPSocket::Mode::AuthPending);
+        QCOMPARE(c.timeline.last(), QStringLiteral("C: auth plain AHUA [-1]"));
     }
 
     // A refused auth login leaves its keys, and the next connection answers with the old ones first.
     void staleKeysComeFirst()
     {
-        QStringList timeline;
-        WatchedSMTP smtp;
-        ScriptedServer first({"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "535 no\r\n"}, timeline, smtp);
-        record(smtp, timeline);
-        smtp.Username = QStringLiteral("old");
-        smtp.Password = QStringLiteral("pw");
-        smtp.Messages << message({"a@x.test"}) << message({"b@x.test"});
-        send(smtp, first);
-        settle(timeline, 4);
-        QCOMPARE(smtp.authKeys(), QStringList({"b2xk", "cHc="}));
-        timeline.clear();
-        smtp.Username = QStringLiteral("new");
-        ScriptedServer second(
-            {"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "334 VXNlcm5hbWU6\r\n", "334 UGFzc3dvcmQ6\r\n"}, timeline,
-            smtp);
-        send(smtp, second);
-        settle(timeline, 5);
-        QCOMPARE(timeline,
+        Client c;
+        c.smtp.Username = QStringLiteral("old");
+        c.smtp.Password = QStringLiteral("pw");
+        c.smtp.Messages << message({"a@x.test"}) << message({"b@x.test"});
+        c.run({"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "535 no\r\n"}, 4);
+        QCOMPARE(c.smtp.authKeys(), QStringList({"b2xk", "cHc="}));
+        c.timeline.clear();
+        c.smtp.Username = QStringLiteral("new");
+        c.run({"220 hi\r\n", "250-AUTH LOGIN\r\n250 OK\r\n", "334 VXNlcm5hbWU6\r\n", "334 UGFzc3dvcmQ6\r\n"}, 5);
+        QCOMPARE(c.timeline,
             QStringList(
                 {"E: established hi", "C: EHLO [127.0.0.1] [-1]", "C: auth login [-1]", "C: b2xk [0]", "C: cHc= [0]"}));
-        QCOMPARE(smtp.authKeys(), QStringList({"bmV3", "cHc="}));
+        QCOMPARE(c.smtp.authKeys(), QStringList({"bmV3", "cHc="}));
     }
 
     // Hostile replies: huge, binary, endless; the client neither crashes nor corrupts anything.
@@ -337,17 +332,13 @@ private slots:
     {
         QFETCH(QByteArray, greeting);
         QFETCH(QString, first);
-        QStringList timeline;
-        WatchedSMTP smtp;
-        ScriptedServer server({QString::fromLatin1(greeting), "250 hello\r\n"}, timeline, smtp);
-        record(smtp, timeline);
-        smtp.Messages << message({"a@x.test"});
-        send(smtp, server);
-        settle(timeline, 1);
-        QStringList commands = timeline.filter(QRegularExpression(QStringLiteral("^C: ")));
+        Client c;
+        c.smtp.Messages << message({"a@x.test"});
+        c.run({QString::fromLatin1(greeting), "250 hello\r\n"}, 1);
+        const QStringList commands = c.timeline.filter(QRegularExpression(QStringLiteral("^C: ")));
         QVERIFY(!commands.isEmpty());
         QCOMPARE(commands.first(), first);
-        QCOMPARE(smtp.BytesAvailable(), 0);
+        QCOMPARE(c.smtp.BytesAvailable(), 0);
     }
 
     // ---- Against a real server
@@ -357,15 +348,9 @@ private slots:
         QTest::addColumn<QString>("auth");
         QTest::addColumn<QString>("user");
         QTest::addColumn<QString>("logged");
-        QTest::newRow("AUTH LOGIN") << "login"
-                                    << "alice"
-                                    << "LOGIN alice";
-        QTest::newRow("AUTH PLAIN") << "plain"
-                                    << "alice"
-                                    << "PLAIN alice";
-        QTest::newRow("no authentication") << "none"
-                                           << ""
-                                           << "";
+        QTest::newRow("AUTH LOGIN") << QStringLiteral("login") << QStringLiteral("alice") << "LOGIN alice";
+        QTest::newRow("AUTH PLAIN") << QStringLiteral("plain") << QStringLiteral("alice") << "PLAIN alice";
+        QTest::newRow("no authentication") << QStringLiteral("none") << QString() << QString();
     }
     void realServer()
     {

@@ -69,20 +69,6 @@ private slots:
         QCOMPARE(DialogHooks::takeMessages(), QStringList());
     }
 
-    void secondStartRunsNoCreateTable()
-    {
-        {
-            Program program;
-            QVERIFY(program.start());
-        }
-        Sql(m_home->database()).exec("DROP TABLE Notas");
-        Program program;
-        QVERIFY(program.start());
-        QCOMPARE(Sql(m_home->database()).query("SELECT count(*) FROM sqlite_master WHERE name='Notas'"),
-            QStringLiteral("0"));
-        QCOMPARE(Sql(m_home->database()).query("SELECT count(*) FROM Labels"), QStringLiteral("1"));
-    }
-
     void unopenableDatabaseEndsTheProgramUntouched_data()
     {
         QTest::addColumn<QByteArray>("content");

@@ -31,11 +31,6 @@ private slots:
         QTest::newRow("Hex of -1") << Hex(-1) << "FFFFFFFF";
         QTest::newRow("Val hex") << Str(qint64(Val("&h4A"))) << "74";
         QTest::newRow("Val hex none") << Str(qint64(Val("&hzz"))) << "0";
-        QTest::newRow("Val code") << Str(ValInt32("250-AUTH")) << "250";
-        QTest::newRow("Val huge") << Str(ValInt32("99999999999999")) << "2147483647";
-        QTest::newRow("Format 00") << Format(7, "00") << "07";
-        QTest::newRow("Format +0000") << Format(-300, "+0000") << "-0300";
-        QTest::newRow("Format +0000 zero") << Format(0, "+0000") << "+0000";
         QTest::newRow("Mid") << Mid("abcdef", 2, 3) << "bcd";
         QTest::newRow("Mid past end") << Mid("abc", 9, 1) << "";
     }

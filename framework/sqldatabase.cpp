@@ -306,8 +306,8 @@ void SQLDatabase::InsertRecord(const QString& table, const DatabaseRecord& recor
             if (v.isBool) {
                 sqlite3_bind_int(stmt, i++, v.boolValue ? 1 : 0);
             } else {
-                const QByteArray utf8 = v.text.toUtf8();
-                sqlite3_bind_text(stmt, i++, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+                const QByteArray text = v.text.toUtf8();
+                sqlite3_bind_text(stmt, i++, text.constData(), int(text.size()), SQLITE_TRANSIENT);
             }
         }
         m_error = sqlite3_step(stmt) != SQLITE_DONE;

@@ -5,6 +5,25 @@
 namespace abplatform {
 namespace {
 
+// The comparisons that text and numbers share; none for the rest, which each kind answers itself.
+template <typename T> std::optional<bool> ordered(int comparison, const T& a, const T& q)
+{
+    switch (comparison) {
+    case kEqual:
+        return a == q;
+    case kLessThan:
+        return a < q;
+    case kLessThanOrEqual:
+        return a <= q;
+    case kGreaterThan:
+        return a > q;
+    case kGreaterThanOrEqual:
+        return a >= q;
+    default:
+        return std::nullopt;
+    }
+}
+
 // One search element against one record: text compares as text, numbers and dates as numbers; a
 // list matches when one of its entries does, a dictionary when one of its values does.
 class Matcher
@@ -78,17 +97,9 @@ private:
         if (m_query.isNull())
             return false;
         const QString& q = m_query;
+        if (const auto shared = ordered(m_comparison, a, q))
+            return *shared;
         switch (m_comparison) {
-        case kEqual:
-            return a == q;
-        case kLessThan:
-            return a < q;
-        case kLessThanOrEqual:
-            return a <= q;
-        case kGreaterThan:
-            return a > q;
-        case kGreaterThanOrEqual:
-            return a >= q;
         case kEqualCaseInsensitive:
             return a.compare(q, Qt::CaseInsensitive) == 0;
         case kContainsSubString:
@@ -113,17 +124,9 @@ private:
         if (!m_number)
             return false;
         const double q = *m_number;
+        if (const auto shared = ordered(m_comparison, a, q))
+            return *shared;
         switch (m_comparison) {
-        case kEqual:
-            return a == q;
-        case kLessThan:
-            return a < q;
-        case kLessThanOrEqual:
-            return a <= q;
-        case kGreaterThan:
-            return a > q;
-        case kGreaterThanOrEqual:
-            return a >= q;
         case kBitsInBitFieldMatch:
             return (qint64(a) & qint64(q)) == qint64(q);
         default:

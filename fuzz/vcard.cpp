@@ -66,9 +66,11 @@ void roundTrip(const vcard::Property& p, Version v, const QByteArray& eol)
     for (qsizetype i = 0; i < params.size(); ++i) {
         QList<QByteArray> values = q.params[i].values;
         for (qsizetype j = 0; j < values.size(); ++j) {
-            // A NUL comes only from a file that is never written again; without it, a 3.0 value may have no
-            // way to keep its quotes either.
-            if (values[j].replace('\0', "") != q.params[i].values[j] && params[i].values.value(j) != values[j])
+            // A NUL is dropped: it comes only from a file that is never written again. 2.1 and 3.0 have no
+            // escape for a quote, so a value that no quoting reads back as itself (say "a,b" with its quotes)
+            // loses its quotes, and nothing else.
+            values[j].replace('\0', "");
+            if (v != Version::V40 && params[i].values.value(j) != values[j])
                 values[j].replace('"', "");
         }
         FUZZ_CHECK(params[i].name == q.params[i].name && params[i].values == values);

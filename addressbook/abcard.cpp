@@ -97,6 +97,57 @@ QDateTime base2001()
     return QDateTime(QDate(2001, 1, 1), QTime(0, 0));
 }
 
+// base2001() in seconds since the epoch. Working out a local time costs a look at the zone file, once per
+// date of a large book otherwise, so it is done again only when the TZ setting changes.
+qint64 base2001Secs()
+{
+    static std::optional<QByteArray> zone;
+    static qint64 secs = 0;
+    const QByteArray now = qgetenv("TZ");
+    if (!zone || *zone != now) {
+        zone = now;
+        secs = base2001().toSecsSinceEpoch();
+    }
+    return secs;
+}
+
+// The number written in exactly n ASCII digits from `from`, or -1.
+int digitsAt(QStringView s, qsizetype from, qsizetype n)
+{
+    if (from + n > s.size())
+        return -1;
+    int value = 0;
+    for (qsizetype i = from; i < from + n; ++i) {
+        const char16_t c = s[i].unicode();
+        if (c < u'0' || c > u'9')
+            return -1;
+        value = value * 10 + (c - u'0');
+    }
+    return value;
+}
+
+// yyyyMMdd and HHmmss in digits, as nearly every card writes them, without the general date parser,
+// which otherwise dominates the reading of a large book; anything else goes to that parser.
+QDate dayOf(const QString& day)
+{
+    if (day.size() >= 8) {
+        const int y = digitsAt(day, 0, 4), m = digitsAt(day, 4, 2), d = digitsAt(day, 6, 2);
+        if (y >= 0 && m >= 0 && d >= 0)
+            return QDate(y, m, d);
+    }
+    return QDate::fromString(day.left(8), QStringLiteral("yyyyMMdd"));
+}
+
+QTime clockOf(const QString& clock)
+{
+    if (clock.size() == 6) {
+        const int h = digitsAt(clock, 0, 2), m = digitsAt(clock, 2, 2), s = digitsAt(clock, 4, 2);
+        if (h >= 0 && m >= 0 && s >= 0)
+            return QTime(h, m, s);
+    }
+    return QTime::fromString(clock, QStringLiteral("HHmmss"));
+}
+
 std::optional<double> parseDate(const QString& text)
 {
     const QString t = text.trimmed();
@@ -108,13 +159,12 @@ std::optional<double> parseDate(const QString& text)
         d = QDate(1604, md.left(2).toInt(), md.mid(2, 2).toInt());
     } else {
         const QString day = t.section(QLatin1Char('T'), 0, 0).remove(QLatin1Char('-'));
-        d = QDate::fromString(day.left(8), QStringLiteral("yyyyMMdd"));
+        d = dayOf(day);
         QString clock = t.section(QLatin1Char('T'), 1);
         if (!clock.isEmpty()) {
             utc = clock.endsWith(QLatin1Char('Z'));
             clock.remove(QLatin1Char(':')).remove(QLatin1Char('Z'));
-            const QTime parsed
-                = QTime::fromString(clock.left(6).leftJustified(6, QLatin1Char('0')), QStringLiteral("HHmmss"));
+            const QTime parsed = clockOf(clock.left(6).leftJustified(6, QLatin1Char('0')));
             if (parsed.isValid())
                 time = parsed;
         }
@@ -415,7 +465,7 @@ void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
 
 double secondsSince2001(const QDateTime& moment)
 {
-    return double(moment.toSecsSinceEpoch() - base2001().toSecsSinceEpoch());
+    return double(moment.toSecsSinceEpoch() - base2001Secs());
 }
 
 QDateTime momentOf(double seconds)

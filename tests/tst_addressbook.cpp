@@ -73,10 +73,12 @@ QString describe(AddressBookContact& c)
     single("title", c.JobTitle());
     single("url", c.Homepage());
     single("note", c.Note());
-    if (const Variant b = c.Birthday().Value(0); !b.IsNull())
+    if (const Variant b = c.Birthday().Value(0); !b.IsNull()) {
+        const QDateTime moment = QDateTime::fromSecsSinceEpoch(qint64(b.DateValue().TotalSeconds()));
         out << QStringLiteral("bday=")
-                + QDateTime::fromSecsSinceEpoch(qint64(b.DateValue().TotalSeconds()))
-                      .toString(QStringLiteral("yyyy-MM-dd"));
+                + moment.toString(moment.time() == QTime(0, 0) ? QStringLiteral("yyyy-MM-dd")
+                                                               : QStringLiteral("yyyy-MM-ddTHH:mm:ss"));
+    }
     list("email", c.EmailAddresses());
     list("tel", c.PhoneNumbers());
     list("adr", c.Addresses());
@@ -220,9 +222,9 @@ void TestAddressBook::readPersons_data()
     QTest::newRow("4.0: PREF=1 is not the first, IMPP, uri values")
         << QByteArray("BEGIN:VCARD\r\nVERSION:4.0\r\nKIND:individual\r\nFN:Ana Silva\r\nN:Silva;Ana;;;\r\n"
                       "EMAIL;TYPE=home:one@a.pt\r\nEMAIL;PREF=1;TYPE=work:two@a.pt\r\nIMPP;TYPE=work:xmpp:ana@j.pt\r\n"
-                      "IMPP:aim:anaaim\r\nBDAY:19850412\r\nURL:https://a.pt/x,y\r\nTITLE:Engenheira\r\n"
+                      "IMPP:aim:anaaim\r\nBDAY:19850412T134506\r\nURL:https://a.pt/x,y\r\nTITLE:Engenheira\r\n"
                       "TEL;TYPE=cell;VALUE=uri:tel:+351 9\r\nEND:VCARD\r\n")
-        << QStringLiteral("first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12;"
+        << QStringLiteral("first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12T13:45:06;"
                           "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt");
     QTest::newRow("2.1: a folded line keeps its blank; a second VERSION changes nothing")
         << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")

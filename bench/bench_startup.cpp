@@ -55,9 +55,8 @@ Start start(const QString& self, const QString& home)
 {
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("HOME"), home);
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
-    env.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
+    for (const auto& [name, value] : BenchData::homeVariables(home))
+        env.insert(QString::fromLatin1(name), value);
     p.setProcessEnvironment(env);
     QElapsedTimer t;
     t.start();

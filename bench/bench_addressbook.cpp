@@ -3,12 +3,12 @@
 // the object layer, against Python's standard library reading the same files and splitting their lines.
 #include "abcffunctions.h"
 #include "addressbook.h"
+#include "benchdata.h"
 #include "vcardbook.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <cstdio>
 
 namespace {
@@ -38,10 +38,7 @@ double pythonFloor(const QString& folder)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/.local/share")).toUtf8());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/.config")).toUtf8());
+    const BenchData::Home home;
     const QString folder = home.path() + QStringLiteral("/.local/share/contacts");
     vcardbook::generateBook(folder, kCards);
     double ours = 1e18, python = 1e18;

@@ -5,6 +5,7 @@
 // Usage: bench_campaign SERVER_SCRIPT (on the offscreen platform)
 #include "app.h"
 #include "application.h"
+#include "benchdata.h"
 #include "dialogs.h"
 #include "listbox.h"
 #include "principal.h"
@@ -48,9 +49,7 @@ void addCustomers(const QString& path, const QStringList& emails)
 
 int main(int argc, char** argv)
 {
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/.config")).toUtf8());
+    const BenchData::Home home;
     Application application(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: bench_campaign SERVER_SCRIPT\n");

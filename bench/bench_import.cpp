@@ -8,6 +8,7 @@
 #include "app.h"
 #include "appcommands.h"
 #include "application.h"
+#include "benchdata.h"
 #include "dialogs.h"
 #include "listbox.h"
 #include "menubar1.h"
@@ -21,7 +22,6 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
@@ -112,10 +112,7 @@ int main(int argc, char** argv)
     if (argc < 2)
         return forEachPlace(self);
     const QString place = QString::fromLocal8Bit(argv[1]);
-    QTemporaryDir home(homeTemplate(place, self));
-    qputenv("HOME", home.path().toUtf8());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/.config")).toUtf8());
-    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/.local/share")).toUtf8());
+    const BenchData::Home home(homeTemplate(place, self));
     Application application(argc, argv);
     DialogHooks::setRecording(true);
     setQuitRecordsOnly(true);

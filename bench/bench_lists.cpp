@@ -14,7 +14,6 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QScrollBar>
-#include <QTemporaryDir>
 #include <cstdio>
 #include <malloc.h>
 #include <sqlite3.h>
@@ -89,9 +88,7 @@ struct Measure
 
 int main(int argc, char** argv)
 {
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/.config")).toUtf8());
+    const BenchData::Home home;
     Application application(argc, argv);
     DialogHooks::setRecording(true);
     setQuitRecordsOnly(true);

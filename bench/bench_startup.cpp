@@ -2,20 +2,17 @@
 // 100,000 customers and 100,000 tasks, against the same start on an empty database and against the
 // sqlite3 program running both SELECTs of the lists on the same file. The figure is the start's extra
 // time over the empty start, per unit of the sqlite3 program's time, as the median of paired rounds.
-#include "app.h"
-#include "appcommands.h"
-#include "application.h"
 #include "benchdata.h"
 #include "listbox.h"
 #include "principal.h"
-#include "runningcopy.h"
+#include "startprogram.h"
 
 #include <QAbstractItemModel>
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <cstdio>
 #include <cstdlib>
 
@@ -32,28 +29,20 @@ bool filled(Listbox* list)
 // painted with both lists filled, and leaves without the shutdown, which is not part of the start.
 int child(int argc, char** argv)
 {
-    QApplication::setApplicationName(QStringLiteral("Tallyvane"));
-    const auto folder = App::DataFolder();
-    RunningCopy copy(folder ? folder->NativePath() : QString());
-    if (!copy.Claim())
-        return 1;
-    Application application(argc, argv);
-    App app;
-    ApplicationAddMenuHandlers();
-    MakeDefaultView();
-    copy.Serve([] { RunningCopy::BringForward(Principal::Exists() ? Principal::Instance() : nullptr); });
-    QTimer::singleShot(0, [] {
-        if (!RunGuarded(&Principal::Start, false))
+    StartOptions options;
+    options.laterStartStatus = 1;
+    options.started = [](bool opened) {
+        if (!opened)
             std::_Exit(1);
-        Principal* w = Principal::Instance();
+        Principal* w = Principal::Live();
         while (!w->isVisible() || !filled(w->Contatos) || !filled(w->Projetos))
             QCoreApplication::processEvents();
         w->repaint();
         std::printf("shown %d %d\n", w->Contatos->ListCount(), w->Projetos->ListCount());
         std::fflush(stdout);
         std::_Exit(0);
-    });
-    return application.exec();
+    };
+    return StartProgram(argc, argv, options);
 }
 
 struct Start
@@ -66,9 +55,8 @@ Start start(const QString& self, const QString& home)
 {
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("HOME"), home);
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
-    env.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
+    for (const auto& [name, value] : BenchData::homeVariables(home))
+        env.insert(QString::fromLatin1(name), value);
     p.setProcessEnvironment(env);
     QElapsedTimer t;
     t.start();

@@ -3,13 +3,13 @@
 // quadratic.
 #include "abcffunctions.h"
 #include "addressbook.h"
+#include "benchdata.h"
 #include "vcard.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QTemporaryDir>
 #include <cstdio>
 
 namespace {
@@ -75,10 +75,7 @@ template <class F> void report(const char* what, int n, F&& run)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/.local/share")).toUtf8());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/.config")).toUtf8());
+    const BenchData::Home home;
     report("one property's distinct parameters read", 20000, readParameters);
     report("a renamed group's members saved", 10000, [&](int n) { return saveRenamedGroup(home.path(), n); });
     return 0;

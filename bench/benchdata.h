@@ -1,16 +1,48 @@
 #pragma once
 
-// What the list and start-up benchmarks share: 100,000 generated customers and tasks written into the
+// What the benchmarks share: a temporary home, 100,000 generated customers and tasks written into the
 // program's own database file by a second connection, and the median of paired rounds.
 #include <QFile>
 #include <QList>
 #include <QRandomGenerator>
 #include <QString>
+#include <QTemporaryDir>
 #include <algorithm>
 #include <sqlite3.h>
+#include <utility>
 
 namespace BenchData {
 constexpr int kRows = 100000;
+
+// The variables that point the program's folders (home, preferences, data) into a home of our own.
+inline QList<std::pair<QByteArray, QString>> homeVariables(const QString& home)
+{
+    return {{"HOME", home}, {"XDG_CONFIG_HOME", home + QStringLiteral("/.config")},
+        {"XDG_DATA_HOME", home + QStringLiteral("/.local/share")}};
+}
+
+// A temporary home for this process, so that a run never touches the user's files.
+class Home
+{
+public:
+    Home() { enter(); }
+    // From a QTemporaryDir template: a home on the file system the caller chooses.
+    explicit Home(const QString& pattern)
+        : m_dir(pattern)
+    {
+        enter();
+    }
+    QString path() const { return m_dir.path(); }
+    QString path(const char* relative) const { return m_dir.path() + QLatin1Char('/') + QLatin1String(relative); }
+
+private:
+    void enter() const
+    {
+        for (const auto& [name, value] : homeVariables(path()))
+            qputenv(name.constData(), value.toUtf8());
+    }
+    QTemporaryDir m_dir;
+};
 
 inline QString word(QRandomGenerator& rng, int minLen, int maxLen)
 {

@@ -1,11 +1,12 @@
-// The program on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on stdout what it has
-// done, a line at a time, so that tst_durability can kill it at any moment and know what must be on disk.
-// Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced
-// with ">" and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go",
-// "single" (owns the data folder as the program does, minimised, and says when a later start asks it forward).
+// The program, started as its entry starts it, on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on
+// stdout what it has done, a line at a time, so that tst_durability can kill it at any moment and know what must be on
+// disk. Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced with ">"
+// and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go", "single" (owns the
+// data folder as the program does, minimised, and says when a later start asks it forward).
 #include "canvas.h"
 #include "programfixture.h"
 #include "runningcopy.h"
+#include "startprogram.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -138,26 +139,10 @@ void addAndReport(const QString& name)
     add(true, name);
     messages();
 }
-} // namespace
 
-int main(int argc, char** argv)
+// The scripted run of a mode, once the window has opened.
+void runMode(const QString& mode, const QString& arg)
 {
-    Application application(argc, argv);
-    // A write past the file-size limit fails with an error instead of ending the process.
-    std::signal(SIGXFSZ, SIG_IGN);
-    const QString mode = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
-    const QString arg = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
-    RunningCopy copy(App::DataFolder()->NativePath());
-    if (mode == QLatin1String("single") && !copy.Claim())
-        return 5;
-    Program program;
-    if (!program.start()) {
-        messages();
-        return 1;
-    }
-    w = program.window();
-    say(QStringLiteral("open"));
-    messages();
     const QString folder = QFileInfo(App::DatabaseItem()->NativePath()).path();
     if (mode == QLatin1String("work")) {
         work(arg.toUInt());
@@ -181,14 +166,10 @@ int main(int argc, char** argv)
         limitFileSize(RLIM_INFINITY);
         messages();
     } else if (mode == QLatin1String("single")) {
-        copy.Serve([] {
-            RunningCopy::BringForward(w);
-            [[maybe_unused]] const bool active = QTest::qWaitFor([] { return w->isActiveWindow(); }, 1000);
-            say(QStringLiteral("forward %1 %2").arg(w->isMinimized()).arg(w->isActiveWindow()));
-        });
+        // Waits in the event loop for a later start's request.
         w->showMinimized();
         say(QStringLiteral("waiting"));
-        QApplication::exec();
+        return;
     } else if (mode == QLatin1String("prefs")) {
         App::Instance()->MailAssunto = QStringLiteral("changed");
         if (arg == QLatin1String("pause")) {
@@ -199,7 +180,44 @@ int main(int argc, char** argv)
             });
         }
     }
-    program.quit();
+    // Closed the way the user does, which runs the shutdown and ends the event loop. The window goes at
+    // once, as in the tests' own runs, so that no focus change of its closing reaches a cell left open.
+    w->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // A write past the file-size limit fails with an error instead of ending the process.
+    std::signal(SIGXFSZ, SIG_IGN);
+    const QString mode = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
+    const QString arg = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
+    StartOptions options;
+    options.claim = mode == QLatin1String("single");
+    options.laterStartStatus = 5;
+    options.configure = [] { DialogHooks::setRecording(true); };
+    options.comeForward = [] {
+        if (!w)
+            return;
+        RunningCopy::BringForward(w);
+        [[maybe_unused]] const bool active = QTest::qWaitFor([] { return w->isActiveWindow(); }, 1000);
+        say(QStringLiteral("forward %1 %2").arg(w->isMinimized()).arg(w->isActiveWindow()));
+    };
+    options.started = [&mode, &arg](bool opened) {
+        if (!opened) {
+            messages();
+            QCoreApplication::exit(1);
+            return;
+        }
+        w = Principal::Live();
+        say(QStringLiteral("open"));
+        messages();
+        runMode(mode, arg);
+    };
+    const int status = StartProgram(argc, argv, options);
+    if (status != 0)
+        return status;
     say(QStringLiteral("closed"));
     return 0;
 }

@@ -1,0 +1,37 @@
+#include "startprogram.h"
+
+#include "app.h"
+#include "appcommands.h"
+#include "application.h"
+#include "principal.h"
+#include "runningcopy.h"
+
+#include <QTimer>
+
+int StartProgram(int& argc, char** argv, const StartOptions& options)
+{
+    QApplication::setApplicationName(QStringLiteral("Tallyvane"));
+    // One running copy per data folder: a later start asks it to come forward and ends here, before it
+    // opens anything, the display included.
+    const auto folder = App::DataFolder();
+    RunningCopy copy(folder ? folder->NativePath() : QString());
+    if (options.claim && !copy.Claim())
+        return options.laterStartStatus;
+    Application application(argc, argv);
+    if (options.configure)
+        options.configure();
+    App app;
+    ApplicationAddMenuHandlers();
+    MakeDefaultView();
+    if (options.comeForward)
+        copy.Serve(options.comeForward);
+    else
+        copy.Serve([] { RunningCopy::BringForward(Principal::Live()); });
+    // The opening runs inside the event loop, so a failure there can end it with Quit.
+    QTimer::singleShot(0, [&options] {
+        const bool opened = RunGuarded(&Principal::Start, false);
+        if (options.started)
+            options.started(opened);
+    });
+    return application.exec();
+}

@@ -302,8 +302,10 @@ void readCategories(CardReading& c, const vcard::Property& p)
     if (c.r.kind != Kind::Person)
         return;
     auto& cats = static_cast<Person&>(c.r).categories;
-    for (const QString& part : p.components(c.v, ',')) {
-        const QString name = part.trimmed();
+    for (QString part : p.components(c.v, ',')) {
+        // Without what no card can carry, as for the UID: a category names a group, and it must name the
+        // same one after its line is written again.
+        const QString name = part.remove(QLatin1Char('\r')).remove(QChar(0)).trimmed();
         if (!name.isEmpty() && !c.seenCategories.contains(name.toCaseFolded())) {
             c.seenCategories.insert(name.toCaseFolded());
             cats.append(name);

@@ -13,18 +13,11 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <algorithm>
 #include <cstdio>
 
 namespace {
 constexpr int kPeople = 10000;
 constexpr int kRounds = 7;
-
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
 
 // A home whose only source is the one the caller makes in it; Evolution's service keeps its cache and
 // its socket there too.
@@ -72,7 +65,7 @@ qint64 walk()
 // Our read and walk against sqlite3 selecting the same columns, side by side in each round.
 void compare(const char* name, const QString& file, const QString& sql)
 {
-    std::vector<double> ratios, ours, theirs;
+    QList<double> ratios, ours, theirs;
     qint64 check = 0;
     for (int round = 0; round < kRounds; ++round) {
         _ABCFFunctions::resetAddressBookForTesting();
@@ -90,7 +83,8 @@ void compare(const char* name, const QString& file, const QString& sql)
     }
     std::printf("%s: %d people (checksum %lld), read and walk %.1f ms, sqlite3 %.1f ms, ratio %.2f (median of %d "
                 "paired rounds; goal <= 1.5)\n",
-        name, kPeople, static_cast<long long>(check), median(ours), median(theirs), median(ratios), kRounds);
+        name, kPeople, static_cast<long long>(check), BenchData::median(ours), BenchData::median(theirs),
+        BenchData::median(ratios), kRounds);
 }
 
 } // namespace
@@ -144,7 +138,7 @@ int main(int argc, char** argv)
         t.start();
         walk();
         const double first = t.nsecsElapsed() / 1e6;
-        std::vector<double> again;
+        QList<double> again;
         for (int round = 0; round < kRounds; ++round) {
             t.restart();
             System::AddressBook();
@@ -152,7 +146,7 @@ int main(int argc, char** argv)
         }
         std::printf("vCard folder: %d cards, first reading %.1f ms, opening again unchanged %.1f ms (median of %d; "
                     "goal <= 20)\n",
-            kPeople, first, median(again), kRounds);
+            kPeople, first, BenchData::median(again), kRounds);
     }
     return 0;
 }

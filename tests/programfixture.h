@@ -6,6 +6,7 @@
 #include "exceptions.h"
 #include "listbox.h"
 #include "principal.h"
+#include "testhome.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -19,44 +20,6 @@
 #include <functional>
 #include <memory>
 #include <sqlite3.h>
-
-// A fresh home for each test: the program's folders point into it, never at the user's files.
-class TestHome
-{
-public:
-    TestHome()
-    {
-        qputenv("HOME", m_dir.path().toUtf8());
-        qputenv("XDG_CONFIG_HOME", (m_dir.path() + QStringLiteral("/.config")).toUtf8());
-        qputenv("XDG_DATA_HOME", (m_dir.path() + QStringLiteral("/.local/share")).toUtf8());
-    }
-    QString path() const { return m_dir.path(); }
-    QString dataFolder() const { return m_dir.path() + QStringLiteral("/Documents/Tally Vane"); }
-    QString database() const { return dataFolder() + QStringLiteral("/Tally Vane.rbd"); }
-    QString prefs() const { return m_dir.path() + QStringLiteral("/.config/Tallyvane"); }
-
-    QStringList prefsLines() const
-    {
-        QFile f(prefs());
-        if (!f.open(QIODevice::ReadOnly))
-            return {};
-        QStringList lines = QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'));
-        if (!lines.isEmpty() && lines.last().isEmpty())
-            lines.removeLast();
-        return lines;
-    }
-    void writePrefs(const QStringList& lines) const
-    {
-        QDir().mkpath(QFileInfo(prefs()).path());
-        QFile f(prefs());
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        for (const QString& l : lines)
-            f.write(l.toUtf8() + '\n');
-    }
-
-private:
-    QTemporaryDir m_dir;
-};
 
 // Runs SQL on the database file through a connection of its own, as another program would.
 class Sql

@@ -2,12 +2,12 @@
 #include "abfclass.h"
 #include "addressbook.h"
 #include "exceptions.h"
+#include "testhome.h"
 
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
 
@@ -16,37 +16,15 @@ using namespace _ABCFFunctions;
 namespace {
 
 // A fresh home whose vCard folders are the test's, and a fresh platform that will read them.
-class Home
+class Home : public TestHome
 {
 public:
-    Home()
-    {
-        qputenv("HOME", m_dir.path().toUtf8());
-        qputenv("XDG_DATA_HOME", (m_dir.path() + QStringLiteral("/.local/share")).toUtf8());
-        qputenv("XDG_CONFIG_HOME", (m_dir.path() + QStringLiteral("/.config")).toUtf8());
-        resetAddressBookForTesting();
-    }
+    Home() { resetAddressBookForTesting(); }
     ~Home() { resetAddressBookForTesting(); }
-    QString path(const QString& relative) const { return m_dir.path() + QLatin1Char('/') + relative; }
     QString contacts(const QString& file = QString()) const
     {
         return path(QStringLiteral(".local/share/contacts/") + file);
     }
-    void write(const QString& file, const QByteArray& bytes) const
-    {
-        QDir().mkpath(QFileInfo(file).path());
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    }
-    QByteArray read(const QString& file) const
-    {
-        QFile f(file);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-
-private:
-    QTemporaryDir m_dir;
 };
 
 QString describe(AddressBookContact& c)
@@ -92,17 +70,6 @@ QStringList describeAll(AddressBook& book)
     for (const auto& c : book.Contacts())
         people << describe(*c);
     return people;
-}
-
-QString run(const QString& program, const QStringList& args, const QByteArray& input = QByteArray())
-{
-    QProcess p;
-    p.start(program, args);
-    p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(60000) || p.exitCode() != 0)
-        return QStringLiteral("failed: ") + QString::fromUtf8(p.readAllStandardError());
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
 // The peers that keep the desktop's books, writing into the test home. Each fails the test when the
@@ -755,7 +722,7 @@ void TestAddressBook::sources()
         home.write(home.path(f.section(QLatin1Char('|'), 0, 0)), f.section(QLatin1Char('|'), 1).toUtf8());
     for (const QString& e : std::as_const(env))
         qputenv(e.section(QLatin1Char('='), 0, 0).toUtf8(),
-            e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path(QString())).toUtf8());
+            e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path()).toUtf8());
     if (!abook.isEmpty())
         thunderbird(home, abook, wal);
     const QStringList got = walk(*System::AddressBook());

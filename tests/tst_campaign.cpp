@@ -325,10 +325,8 @@ private slots:
         QVERIFY(m_server->hasMessage(2) && !m_server->hasMessage(3));
         QVERIFY(printed.contains("printed while the program ran"));
         QByteArray files;
-        for (QDirIterator it(m_home->path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();) {
-            QFile f(it.next());
-            files += f.open(QIODevice::ReadOnly) ? f.readAll() : "unreadable";
-        }
+        for (QDirIterator it(m_home->path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();)
+            files += TestHome::read(it.next());
         QVERIFY(files.contains("ann@x.test") && files.contains("\nTally Vane\n")); // the database and the preferences
         for (const QString& password : {wrong, kPassword}) {
             for (const QByteArray& form : {password.toUtf8(), password.toLatin1(), password.toUtf8().toBase64()})

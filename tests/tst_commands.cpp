@@ -275,11 +275,8 @@ private slots:
         type(w->Projetos, QStringLiteral("Ledger"), Qt::Key_Return);
         const QString copy = m_home->path() + QStringLiteral("/saved/Copy.rbd");
         QDir().mkpath(QFileInfo(copy).path());
-        if (existing) {
-            QFile old(copy);
-            QVERIFY(old.open(QIODevice::WriteOnly));
-            old.write(QByteArray(100000, 'x'));
-        }
+        if (existing)
+            TestHome::write(copy, QByteArray(100000, 'x'));
         DialogHooks::pushAnswer(Dialog::SaveFolderItem, copy);
         press(how.constData());
         QCOMPARE(DialogHooks::takeMessages(), QStringList({"Backup Ok"}));

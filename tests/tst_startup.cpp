@@ -91,24 +91,18 @@ private slots:
         QFETCH(QString, message);
         const QString place = inDataFolder ? m_home->database() : m_home->dataFolder();
         QVERIFY(QDir().mkpath(QFileInfo(place).path()));
-        if (folder) {
+        if (folder)
             QVERIFY(QDir().mkpath(place));
-        } else {
-            QFile f(place);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(content);
-        }
+        else
+            TestHome::write(place, content);
         Program program;
         QVERIFY(!program.start());
         QCOMPARE(DialogHooks::takeMessages(), QStringList({message}));
         QVERIFY(QuitRequested());
         QCOMPARE(QuitStatus(), 0);
         QVERIFY(!program.window()->isVisible());
-        if (!folder) {
-            QFile f(place);
-            QVERIFY(f.open(QIODevice::ReadOnly));
-            QCOMPARE(f.readAll(), content);
-        }
+        if (!folder)
+            QCOMPARE(TestHome::read(place), content);
         program.quit();
         QVERIFY(!QFile::exists(m_home->prefs())); // a window that never opened writes nothing
     }
@@ -181,11 +175,8 @@ private slots:
         program.quit();
 
         // The password typed in a run reaches neither file.
-        for (const QString& path : {m_home->prefs(), m_home->database()}) {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::ReadOnly));
-            QVERIFY(!f.readAll().contains("never-on-disk-42"));
-        }
+        for (const QString& path : {m_home->prefs(), m_home->database()})
+            QVERIFY(!TestHome::read(path).contains("never-on-disk-42"));
     }
 
     void multiLineMessageShiftsEveryLaterLine()

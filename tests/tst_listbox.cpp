@@ -108,18 +108,6 @@ private slots:
         QCOMPARE(m_list->ListCount(), 2);
     }
 
-    void insertRowGoesWhereAskedAndBecomesLastIndex()
-    {
-        fill(3);
-        m_list->InsertRow(1, QStringLiteral("mid"));
-        QCOMPARE(m_list->LastIndex(), 1);
-        QCOMPARE(m_list->Cell(1, 0), QStringLiteral("mid"));
-        QCOMPARE(m_list->Cell(1, 1), QString());
-        QCOMPARE(m_list->Cell(2, 1), QStringLiteral("r1c1"));
-        m_list->AddRow(QStringLiteral("last"));
-        QCOMPARE(m_list->LastIndex(), 4);
-    }
-
     void columnWidthsHideZeroAndSkipEmptyItems()
     {
         m_list->setColumnWidths(QStringLiteral("0,  120,, 45 ,x"));

@@ -433,58 +433,48 @@ private slots:
         QCOMPARE(w->size(), number.startsWith('-') ? w->minimumSize() : w->maximumSize());
     }
 
-    void aboutVersion_data()
+    void about_data()
     {
         QTest::addColumn<QString>("version");
         QTest::addColumn<QString>("text");
-        QTest::newRow("bug version 0") << "1.2.0"
-                                       << "v1.2";
-        QTest::newRow("bug version 3") << "1.2.3"
-                                       << "v1.2.3";
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("releaseOutside");
+        QTest::addColumn<Qt::MouseButton>("mouseButton");
+        QTest::newRow("bug version 0, first line") << "1.2.0"
+                                                   << "v1.2" << QByteArray("StaticText1") << false << Qt::LeftButton;
+        QTest::newRow("released outside") << "1.2.3"
+                                          << "v1.2.3" << QByteArray("StaticText1") << true << Qt::LeftButton;
+        QTest::newRow("any button") << "1.2.3"
+                                    << "v1.2.3" << QByteArray("StaticText3") << false << Qt::RightButton;
     }
-    void aboutVersion()
+    // A press on a line opens the seller's page and closes the window; the version is read once.
+    void about()
     {
         QFETCH(QString, version);
         QFETCH(QString, text);
+        QFETCH(QByteArray, line);
+        QFETCH(bool, releaseOutside);
+        QFETCH(Qt::MouseButton, mouseButton);
         QCoreApplication::setApplicationVersion(version);
         choose("kArquivokSobre");
         wSobre* a = wSobre::Instance();
+        QCOMPARE(a->Versao_numero->text(), text);
+        QLabel* label = a->findChild<QLabel*>(QLatin1String(line));
+        QCOMPARE(label->cursor().shape(), Qt::PointingHandCursor);
+        QCOMPARE(label->toolTip(), QString());
+        QTest::mousePress(label, mouseButton, {}, QPoint(label->width() / 2, 10));
+        QVERIFY(a->isVisible());
+        QTest::mouseRelease(label, mouseButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(label->width() / 2, 10));
+        QCOMPARE(m_opened, QList<QUrl>({wSobre::SellerPage()}));
+        QVERIFY(!a->isVisible());
+        // The same window comes back with the same text, and Ok closes it.
+        QCoreApplication::setApplicationVersion(QStringLiteral("9.9.9"));
+        choose("kArquivokSobre");
+        QCOMPARE(wSobre::Instance(), a);
         QVERIFY(a->isVisible());
         QCOMPARE(a->Versao_numero->text(), text);
         QTest::mouseClick(a->bt_ok, Qt::LeftButton);
         QVERIFY(!a->isVisible());
-        // The same window comes back with the same text.
-        QCoreApplication::setApplicationVersion(QStringLiteral("9.9.9"));
-        choose("kArquivokSobre");
-        QCOMPARE(wSobre::Instance(), a);
-        QCOMPARE(a->Versao_numero->text(), text);
-    }
-
-    void aboutLinesOpenThePage_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<bool>("releaseOutside");
-        QTest::addColumn<Qt::MouseButton>("mouseButton");
-        QTest::newRow("first line") << QByteArray("StaticText1") << false << Qt::LeftButton;
-        QTest::newRow("released outside") << QByteArray("StaticText1") << true << Qt::LeftButton;
-        QTest::newRow("any button") << QByteArray("StaticText3") << false << Qt::RightButton;
-    }
-    void aboutLinesOpenThePage()
-    {
-        QFETCH(QByteArray, line);
-        QFETCH(bool, releaseOutside);
-        QFETCH(Qt::MouseButton, mouseButton);
-        choose("kArquivokSobre");
-        wSobre* a = wSobre::Instance();
-        QLabel* text = a->findChild<QLabel*>(QLatin1String(line));
-        QCOMPARE(text->cursor().shape(), Qt::PointingHandCursor);
-        QCOMPARE(text->toolTip(), QString());
-        QTest::mousePress(text, mouseButton, {}, QPoint(text->width() / 2, 10));
-        QVERIFY(a->isVisible());
-        QTest::mouseRelease(text, mouseButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(text->width() / 2, 10));
-        QCOMPARE(m_opened, QList<QUrl>({wSobre::SellerPage()}));
-        QVERIFY(!a->isVisible());
-        QCOMPARE(wSobre::Instance(), a);
     }
 };
 

@@ -84,7 +84,6 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QColor>("colour");
         QTest::addColumn<QString>("written");
-        QTest::newRow("lower case") << "&h0a141e" << QColor(10, 20, 30) << "&h0A141E";
         QTest::newRow("upper H") << "&HFFCC00" << QColor(255, 204, 0) << "&hFFCC00";
         QTest::newRow("short form") << "&hFF" << QColor(0, 0, 255) << "&h0000FF";
         QTest::newRow("empty") << "" << QColor(0, 0, 0) << "&h000000";

@@ -132,24 +132,6 @@ private slots:
         QCOMPARE(m_list->ListIndex(), 2);
     }
 
-    void selectionAnswersListIndexSelCountAndSelected()
-    {
-        fill(6);
-        QCOMPARE(m_list->ListIndex(), -1);
-        QCOMPARE(m_list->SelCount(), 0);
-        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(4, 1));
-        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(1, 2));
-        QCOMPARE(m_list->SelCount(), 2);
-        QVERIFY(m_list->Selected(1));
-        QVERIFY(m_list->Selected(4));
-        QVERIFY(!m_list->Selected(2));
-        QCOMPARE(m_list->ListIndex(), 1); // the row clicked last
-        m_list->DeleteAllRows();
-        fill(2);
-        QCOMPARE(m_list->SelCount(), 0);
-        QCOMPARE(m_list->ListIndex(), -1);
-    }
-
     void clickReachesHandlerBeforeTheCheckBoxActs()
     {
         fill(3);

@@ -338,13 +338,7 @@ private slots:
         seedTasks({{"A", "one"}, {"B", "two", "", "", "", "", "", "1"}});
         w->pagePanel()->setValue(1);
         const QString oldId = w->Projetos->Cell(0, 0);
-        QStyleOptionViewItem opt;
-        opt.initFrom(w->Projetos);
-        opt.rect = w->Projetos->visualRect(w->Projetos->model()->index(0, 8));
-        opt.features = QStyleOptionViewItem::HasCheckIndicator;
-        const QPoint box
-            = w->Projetos->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &opt, w->Projetos).center();
-        QTest::mouseClick(w->Projetos->viewport(), Qt::LeftButton, {}, box);
+        QTest::mouseClick(w->Projetos->viewport(), Qt::LeftButton, {}, checkBox(w->Projetos, 0, 8));
         QCOMPARE(q("SELECT Projeto, Ok FROM Tarefas ORDER BY id"), QStringLiteral("B|1\nA|1"));
         QVERIFY(w->Projetos->Cell(0, 0) != oldId);
         QVERIFY(w->Projetos->CellCheck(0, 8));

@@ -364,14 +364,16 @@ private slots:
         QVERIFY(m_home->prefsLines().contains(QStringLiteral("Company")));
     }
 
-    void preferencesKeys_data()
+    void preferencesLeave_data()
     {
-        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("key"); // 0: the Cancel button
         QTest::addColumn<bool>("applied");
         QTest::newRow("Return presses Ok") << int(Qt::Key_Return) << true;
         QTest::newRow("Escape presses Cancel") << int(Qt::Key_Escape) << false;
+        QTest::newRow("Cancel") << 0 << false;
     }
-    void preferencesKeys()
+    // The switch acts as it changes; Cancel hides the window, which keeps what was typed; the close box ends it.
+    void preferencesLeave()
     {
         QFETCH(int, key);
         QFETCH(bool, applied);
@@ -379,37 +381,28 @@ private slots:
         wPreferencias* p = wPreferencias::Instance();
         p->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(p));
+        QTest::mouseClick(p->CoresFundo, Qt::LeftButton);
+        QVERIFY(m_program->app()->PintaFundo);
         p->TabPanel1->setCurrentIndex(1);
         p->eAssunto->setFocus();
         QTest::keyClicks(p->eAssunto, QStringLiteral("News"));
-        QTest::keyClick(p->eAssunto, Qt::Key(key));
-        QVERIFY(!p->isVisible());
-        QCOMPARE(m_program->app()->MailAssunto, applied ? QStringLiteral("News") : QString());
-        // A Return in the message field is a new line, not Ok.
-        p->show();
-        QTest::keyClick(p->eMensagem, Qt::Key_Return);
-        QVERIFY(p->isVisible());
-    }
-
-    // The switch acts as it changes; Cancel hides the window, which keeps what was typed; the close box ends it.
-    void preferencesCancelKeepsTheWindowAndTheSwitch()
-    {
-        choose("MenuPrefs");
-        wPreferencias* p = wPreferencias::Instance();
-        QTest::mouseClick(p->CoresFundo, Qt::LeftButton);
-        QVERIFY(m_program->app()->PintaFundo);
-        p->tColProjeto1->setText(QStringLiteral("Typed"));
-        QTest::mouseClick(p->btCancela, Qt::LeftButton);
+        if (key)
+            QTest::keyClick(p->eAssunto, Qt::Key(key));
+        else
+            QTest::mouseClick(p->btCancela, Qt::LeftButton);
         QVERIFY(!p->isVisible() && m_program->app()->PintaFundo);
-        QVERIFY(m_program->app()->ColProjeto1 != QStringLiteral("Typed"));
+        QCOMPARE(m_program->app()->MailAssunto, applied ? QStringLiteral("News") : QString());
         choose("MenuPrefs");
         QCOMPARE(wPreferencias::Instance(), p);
-        QCOMPARE(p->tColProjeto1->text(), QStringLiteral("Typed"));
+        QCOMPARE(p->eAssunto->text(), QStringLiteral("News"));
+        // A Return in the message field is a new line, not Ok.
+        QTest::keyClick(p->eMensagem, Qt::Key_Return);
+        QVERIFY(p->isVisible());
         p->close();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!wPreferencias::Exists());
         choose("MenuPrefs");
-        QCOMPARE(wPreferencias::Instance()->tColProjeto1->text(), m_program->app()->ColProjeto1);
+        QCOMPARE(wPreferencias::Instance()->eAssunto->text(), m_program->app()->MailAssunto);
         QVERIFY(wPreferencias::Instance()->CoresFundo->isChecked());
     }
 

@@ -53,7 +53,6 @@ class TestLabels : public ProgramTest
         QTest::mouseClick(w->Projetos->viewport(), Qt::RightButton, {}, at);
     }
     QStringList taskLabels() const { return q("SELECT Label FROM Tarefas ORDER BY Titulo").split(QLatin1Char('\n')); }
-    static QColor pixel(const QImage& img, QPoint p) { return img.pixelColor(p).toRgb(); }
     static bool near(QColor a, QColor b)
     {
         return qAbs(a.red() - b.red()) + qAbs(a.green() - b.green()) + qAbs(a.blue() - b.blue()) < 24;
@@ -274,7 +273,7 @@ private slots:
 
         for (int column : {1, 7, 8}) {
             const QRect cell = w->Projetos->visualRect(w->Projetos->model()->index(row, column));
-            const QColor bg = pixel(img, cell.topLeft() + QPoint(1, 1));
+            const QColor bg = img.pixelColor(cell.topLeft() + QPoint(1, 1)).toRgb();
             if (background.isValid())
                 QCOMPARE(bg, background);
             else

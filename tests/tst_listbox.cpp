@@ -142,15 +142,6 @@ private slots:
         QCOMPARE(m_list->SelCount(), 0);
     }
 
-    void doubleClickFollowsTheCellClick()
-    {
-        fill(3);
-        QTest::mouseDClick(m_list->viewport(), Qt::LeftButton, {}, Ui::centre(m_list.get(), 2, 3));
-        QCOMPARE(m_events.last(), QStringLiteral("double"));
-        QVERIFY(m_events.contains(QStringLiteral("click 2,3")));
-        QVERIFY(!Ui::editor(m_list.get())); // nothing opens a cell by itself
-    }
-
     void editorKeysReachCellKeyDownWithShiftState_data()
     {
         QTest::addColumn<int>("key");

@@ -4,59 +4,17 @@
 #include "application.h"
 #include "dialogs.h"
 #include "exceptions.h"
-#include "listbox.h"
+#include "listboxui.h"
 #include "principal.h"
+#include "testhome.h"
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
-#include <QKeyEvent>
-#include <QLineEdit>
-#include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTest>
 #include <functional>
 #include <memory>
 #include <sqlite3.h>
-
-// A fresh home for each test: the program's folders point into it, never at the user's files.
-class TestHome
-{
-public:
-    TestHome()
-    {
-        qputenv("HOME", m_dir.path().toUtf8());
-        qputenv("XDG_CONFIG_HOME", (m_dir.path() + QStringLiteral("/.config")).toUtf8());
-        qputenv("XDG_DATA_HOME", (m_dir.path() + QStringLiteral("/.local/share")).toUtf8());
-    }
-    QString path() const { return m_dir.path(); }
-    QString dataFolder() const { return m_dir.path() + QStringLiteral("/Documents/Tally Vane"); }
-    QString database() const { return dataFolder() + QStringLiteral("/Tally Vane.rbd"); }
-    QString prefs() const { return m_dir.path() + QStringLiteral("/.config/Tallyvane"); }
-
-    QStringList prefsLines() const
-    {
-        QFile f(prefs());
-        if (!f.open(QIODevice::ReadOnly))
-            return {};
-        QStringList lines = QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'));
-        if (!lines.isEmpty() && lines.last().isEmpty())
-            lines.removeLast();
-        return lines;
-    }
-    void writePrefs(const QStringList& lines) const
-    {
-        QDir().mkpath(QFileInfo(prefs()).path());
-        QFile f(prefs());
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        for (const QString& l : lines)
-            f.write(l.toUtf8() + '\n');
-    }
-
-private:
-    QTemporaryDir m_dir;
-};
 
 // Runs SQL on the database file through a connection of its own, as another program would.
 class Sql
@@ -169,43 +127,3 @@ protected:
         w = nullptr;
     }
 };
-
-// Driving a list as the user does.
-namespace Ui {
-inline QPoint centre(Listbox* list, int row, int column)
-{
-    return list->visualRect(list->model()->index(row, column)).center();
-}
-inline void click(Listbox* list, int row, int column, Qt::KeyboardModifiers mods = {})
-{
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, mods, centre(list, row, column));
-}
-inline void doubleClick(Listbox* list, int row, int column)
-{
-    click(list, row, column);
-    QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, centre(list, row, column));
-}
-inline QLineEdit* editor(Listbox* list)
-{
-    for (QLineEdit* e : list->viewport()->findChildren<QLineEdit*>()) {
-        if (e->isVisible())
-            return e;
-    }
-    return nullptr;
-}
-// Types into the open cell, then presses the key that ends it.
-inline void type(Listbox* list, const QString& text, Qt::Key end = Qt::Key_Tab)
-{
-    QLineEdit* e = editor(list);
-    QVERIFY(e);
-    // QTest types Latin-1 only; other text arrives as one key event carrying it, as an input method sends it.
-    bool latin1 = std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 128; });
-    if (latin1) {
-        QTest::keyClicks(e, text);
-    } else {
-        QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, text);
-        QApplication::sendEvent(e, &press);
-    }
-    QTest::keyClick(e, end);
-}
-} // namespace Ui

@@ -2,12 +2,12 @@
 #include "abfclass.h"
 #include "addressbook.h"
 #include "exceptions.h"
+#include "testhome.h"
 
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
 
@@ -16,37 +16,15 @@ using namespace _ABCFFunctions;
 namespace {
 
 // A fresh home whose vCard folders are the test's, and a fresh platform that will read them.
-class Home
+class Home : public TestHome
 {
 public:
-    Home()
-    {
-        qputenv("HOME", m_dir.path().toUtf8());
-        qputenv("XDG_DATA_HOME", (m_dir.path() + QStringLiteral("/.local/share")).toUtf8());
-        qputenv("XDG_CONFIG_HOME", (m_dir.path() + QStringLiteral("/.config")).toUtf8());
-        resetAddressBookForTesting();
-    }
+    Home() { resetAddressBookForTesting(); }
     ~Home() { resetAddressBookForTesting(); }
-    QString path(const QString& relative) const { return m_dir.path() + QLatin1Char('/') + relative; }
     QString contacts(const QString& file = QString()) const
     {
         return path(QStringLiteral(".local/share/contacts/") + file);
     }
-    void write(const QString& file, const QByteArray& bytes) const
-    {
-        QDir().mkpath(QFileInfo(file).path());
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    }
-    QByteArray read(const QString& file) const
-    {
-        QFile f(file);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-
-private:
-    QTemporaryDir m_dir;
 };
 
 QString describe(AddressBookContact& c)
@@ -94,17 +72,6 @@ QStringList describeAll(AddressBook& book)
     for (const auto& c : book.Contacts())
         people << describe(*c);
     return people;
-}
-
-QString run(const QString& program, const QStringList& args, const QByteArray& input = QByteArray())
-{
-    QProcess p;
-    p.start(program, args);
-    p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(60000) || p.exitCode() != 0)
-        return QStringLiteral("failed: ") + QString::fromUtf8(p.readAllStandardError());
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
 // The peers that keep the desktop's books, writing into the test home. Each fails the test when the
@@ -174,10 +141,6 @@ private slots:
     void readPersons();
     void groups();
     void realWriters();
-    void noBook();
-    void emptyBook();
-    void emailCountAndFirst();
-    void integerPropertyReadsAsDouble();
     void find();
     void saveAndReadAgain();
     void rewriteEachVersion_data();
@@ -185,10 +148,7 @@ private slots:
     void handlesBalance();
     void bridgeValues();
     void listEditing();
-    void hostileInput_data();
-    void hostileInput();
-    void hostileWrite_data();
-    void hostileWrite();
+    void unreadableNameStopsTheSave();
     void searchComparisons_data();
     void searchComparisons();
     void sources_data();
@@ -202,52 +162,74 @@ private slots:
 void TestAddressBook::readPersons_data()
 {
     QTest::addColumn<QByteArray>("card");
-    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QStringList>("expected"); // each person cut at 200 characters
     QTest::newRow("3.0: folding, escapes, groups, labels, file order")
         << QByteArray("BEGIN:VCARD\r\nVERSION:3.0\r\nN:\xc3\x85ngstr\xc3\xb6m;Zo\xc3\xab;;;\r\nFN:Zo\xc3\xab\r\n"
                       "item1.EMAIL;TYPE=INTERNET:first@x.org\r\nitem1.X-ABLabel:_$!<Other>!$_\r\n"
                       "EMAIL;TYPE=WORK:sec\r\n ond@x.org\r\nEMAIL;TYPE=HOME,PREF:third@x.org\r\n"
                       "NOTE:a\\, b\\; c\\nd\r\nORG:Ca\r\n\tf\xc3\xa9\\, Ltd;Sales\r\nBDAY:1970-01-31\r\n"
                       "X-JABBER;TYPE=WORK:z@jab.org\r\nIMPP;X-SERVICE-TYPE=Yahoo:ymsgr:zoey\r\nEND:VCARD\r\n")
-        << QStringLiteral("first=Zoë;last=Ångström;org=Café, Ltd;note=a, b; c\nd;bday=1970-01-31;"
-                          "email=Other:first@x.org,Work:second@x.org,Home:third@x.org;jabber=Work:z@jab.org;"
-                          "yahoo=Other:zoey");
+        << QStringList{
+               QStringLiteral("first=Zoë;last=Ångström;org=Café, Ltd;note=a, b; c\nd;bday=1970-01-31;"
+                              "email=Other:first@x.org,Work:second@x.org,Home:third@x.org;jabber=Work:z@jab.org;"
+                              "yahoo=Other:zoey")};
     QTest::newRow("2.1: quoted-printable, soft breaks, charsets, bare types")
         << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;CHARSET=ISO-8859-1;ENCODING=QUOTED-PRINTABLE:M=fcller;J=FCrgen\n"
                       "EMAIL;INTERNET;WORK:j@w.de\nTEL;CELL:+49 1\nTEL;WORK;FAX:+49 2\nX-AIM;HOME:jaim\n"
                       "NOTE;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-8:eins=0D=0Azwei =\n=C3=A4 drei\n"
                       "ADR;HOME;ENCODING=QUOTED-PRINTABLE:;;Stra=C3=9Fe 1;K=C3=B6ln;;50667;Germany\nEND:VCARD\n")
-        << QStringLiteral("first=Jürgen;last=Müller;note=eins\r\nzwei ä drei;email=Work:j@w.de;"
-                          "tel=Mobile:+49 1,Work Fax:+49 2;adr=Home:Straße 1/Köln/50667/Germany;aim=Home:jaim");
+        << QStringList{
+               QStringLiteral("first=Jürgen;last=Müller;note=eins\r\nzwei ä drei;email=Work:j@w.de;"
+                              "tel=Mobile:+49 1,Work Fax:+49 2;adr=Home:Straße 1/Köln/50667/Germany;aim=Home:jaim")};
     QTest::newRow("4.0: PREF=1 is not the first, IMPP, uri values")
         << QByteArray("BEGIN:VCARD\r\nVERSION:4.0\r\nKIND:individual\r\nFN:Ana Silva\r\nN:Silva;Ana;;;\r\n"
                       "EMAIL;TYPE=home:one@a.pt\r\nEMAIL;PREF=1;TYPE=work:two@a.pt\r\nIMPP;TYPE=work:xmpp:ana@j.pt\r\n"
                       "IMPP:aim:anaaim\r\nBDAY:19850412T134506\r\nURL:https://a.pt/x,y\r\nTITLE:Engenheira\r\n"
                       "TEL;TYPE=cell;VALUE=uri:tel:+351 9\r\nEND:VCARD\r\n")
-        << QStringLiteral("first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12T13:45:06;"
-                          "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt");
+        << QStringList{QStringLiteral(
+               "first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12T13:45:06;"
+               "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt")};
     QTest::newRow("2.1: a folded line keeps its blank; a second VERSION changes nothing")
         << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")
-        << QStringLiteral("first=Dick;last=Van Dyke;note=a\tb");
+        << QStringList{QStringLiteral("first=Dick;last=Van Dyke;note=a\tb")};
     QTest::newRow("only FN, with a particle") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n")
-                                              << QStringLiteral("first=Maria;last=da Silva");
+                                              << QStringList{QStringLiteral("first=Maria;last=da Silva")};
     QTest::newRow("only FN, last name first") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Smith, John\nEND:VCARD\n")
-                                              << QStringLiteral("first=John;last=Smith");
+                                              << QStringList{QStringLiteral("first=John;last=Smith")};
     QTest::newRow("only FN, one word") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:Madonna\nEND:VCARD\n")
-                                       << QStringLiteral("first=Madonna");
+                                       << QStringList{QStringLiteral("first=Madonna")};
     QTest::newRow("a company, no person's name")
         << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
-        << QStringLiteral("org=ACME Corp");
+        << QStringList{QStringLiteral("org=ACME Corp")};
+    QByteArray noise(4096, '\0');
+    QRandomGenerator rng(7);
+    for (char& c : noise)
+        c = char(rng.bounded(256));
+    QTest::newRow("binary garbage") << noise << QStringList();
+    QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
+            + "\nEND:VCARD\n" << QStringList{QStringLiteral("first=Long;last=Line;note=") + QString(174, 'x')};
+    QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << QStringList();
+    QTest::newRow("unterminated cards") << QByteArray("BEGIN:VCARD\nFN:One Two\nBEGIN:VCARD\nN:Four;Three\nEMAIL:t@x")
+                                        << QStringList{"first=One;last=Two", "first=Three;last=Four;email=Other:t@x"};
+    // The soft line breaks run on into END, so the card stays open to the end of the file.
+    QTest::newRow("invalid quoted-printable")
+        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;ENCODING=QUOTED-PRINTABLE:=ZZ=4;=C3=\n=\nEND:VCARD\n")
+        << QStringList{QStringLiteral("first=\u00c3END:VCARD;last==ZZ=4")};
+    QTest::newRow("invalid UTF-8") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:\xff\xfe\xc3 bad\nEND:VCARD\n")
+                                   << QStringList{QStringLiteral("first=\ufffd\ufffd\ufffd;last=bad")};
+    QTest::newRow("lines without colons") << QByteArray("BEGIN:VCARD\n;;;\n:\nEMAIL\nEND:VCARD\n") << QStringList{""};
 }
 
 void TestAddressBook::readPersons()
 {
     QFETCH(QByteArray, card);
-    QFETCH(QString, expected);
     Home home;
     home.write(home.contacts(QStringLiteral("card.vcf")), card);
     const auto book = System::AddressBook();
-    QCOMPARE(describeAll(*book), QStringList{expected});
+    QStringList people = describeAll(*book);
+    for (QString& p : people)
+        p.truncate(200);
+    QTEST(people, "expected");
 }
 
 void TestAddressBook::groups()
@@ -325,72 +307,18 @@ void TestAddressBook::realWriters()
     QCOMPARE(
         run(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script, home.path(QStringLiteral("books/py"))}),
         QString());
-    const auto book = System::AddressBook();
-    QStringList people;
-    for (const auto& c : book->Contacts())
-        people << c->FirstName().Text() + QLatin1Char(' ') + c->LastName().Text() + QLatin1Char(' ')
-                + (c->EmailAddresses().Count() ? c->EmailAddresses().Text() : QString());
+    QStringList people = walk(*System::AddressBook());
     people.sort();
     QCOMPARE(people,
         (QStringList{QStringLiteral("Ana Silva ana@a.pt"), QStringLiteral("José Núñez jose@casa.example"),
             QStringLiteral("Jürgen Müller j@w.de"), QStringLiteral("Zoë Ångström zoe@work.example")}));
 }
 
-void TestAddressBook::noBook()
-{
-    Home home;
-    try {
-        System::AddressBook();
-        QFAIL("a book without folders");
-    } catch (const RuntimeException& e) {
-        QCOMPARE(e.Message(), QStringLiteral("AddressBook is not supported on Non-Mac OS X 10.2+ Systems"));
-    }
-}
-
-void TestAddressBook::emptyBook()
-{
-    Home home;
-    QDir().mkpath(home.path(QStringLiteral(".contacts")));
-    const auto book = System::AddressBook();
-    QCOMPARE(book->Contacts().size(), 0);
-    QCOMPARE(book->Groups().size(), 0);
-}
-
-void TestAddressBook::emailCountAndFirst()
-{
-    Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")),
-        "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEND:VCARD\nBEGIN:VCARD\nVERSION:3.0\nN:Roe;Rick;;;\n"
-        "EMAIL;TYPE=HOME:b@x.org\nEMAIL;TYPE=WORK,PREF:a@x.org\nEMAIL:c@x.org\nEND:VCARD\n"
-        "BEGIN:VCARD\nVERSION:3.0\nN:Poe;Ed;;;\nEMAIL:only@x.org\nEND:VCARD\n");
-    const auto people = System::AddressBook()->Contacts();
-    QCOMPARE(people[0]->EmailAddresses().Count(), 0);
-    QVERIFY_THROWS_EXCEPTION(OutOfBoundsException, people[0]->EmailAddresses().Text());
-    QCOMPARE(people[1]->EmailAddresses().Count(), 3);
-    QCOMPARE(people[1]->EmailAddresses().Operator_Convert(), QStringLiteral("b@x.org"));
-    QCOMPARE(people[2]->EmailAddresses().Count(), 1);
-    QCOMPARE(people[2]->EmailAddresses().Text(), QStringLiteral("only@x.org"));
-    QCOMPARE(people[1]->LastName().Operator_AddRight(people[1]->FirstName().Operator_Add(QStringLiteral(" "))),
-        QStringLiteral("Rick Roe"));
-}
-
-void TestAddressBook::integerPropertyReadsAsDouble()
-{
-    Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")), "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEND:VCARD\n");
-    const auto person = System::AddressBook()->Contacts().value(0);
-    person->setValue(QStringLiteral("Rank"), Variant(qint32(7)));
-    const Variant rank = person->Value(QStringLiteral("Rank"));
-    QCOMPARE(rank.VarType(), int(Variant::TypeDouble));
-    QCOMPARE(rank.DoubleValue(), 7.0);
-    person->setValue(QStringLiteral("Unheard Of"), Variant());
-    QVERIFY(person->Value(QStringLiteral("Unheard Of")).IsNull());
-}
-
+// The book in ~/.contacts, the older folder.
 void TestAddressBook::find()
 {
     Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")),
+    home.write(home.path(QStringLiteral(".contacts/p.vcf")),
         "BEGIN:VCARD\nVERSION:3.0\nN:Gon\xc3\xa7\x61lves;Jo\xc3\xa3o;;;\nEMAIL:JG@Example.COM\nEND:VCARD\n"
         "BEGIN:VCARD\nVERSION:3.0\nN:Other;Ann;;;\nNOTE:meets joão on fridays\nEND:VCARD\n"
         "BEGIN:VCARD\nVERSION:3.0\nN:Third;Tom;;;\nEND:VCARD\n");
@@ -600,127 +528,21 @@ void TestAddressBook::listEditing()
     QCOMPARE(describe(*person), QStringLiteral("first=Jane;last=Doe;email=Other:o@x,Work:w@x,Home:h@x"));
 }
 
-void TestAddressBook::hostileInput_data()
+// A property whose name would not read back stops the save before any file is written. Values the
+// reader unescapes or unquotes are read back by the fuzz target's corpus (replay_addressbook).
+void TestAddressBook::unreadableNameStopsTheSave()
 {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<int>("persons");
-    QTest::addColumn<QString>("first"); // the first person, cut short
-    QByteArray noise(4096, '\0');
-    QRandomGenerator rng(7);
-    for (char& c : noise)
-        c = char(rng.bounded(256));
-    QTest::newRow("binary garbage") << noise << 0 << QString();
-    QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
-            + "\nEND:VCARD\n" << 1
-                                << QStringLiteral("first=Long;last=Line;note=xxxxxxxxxxxxxx");
-    QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << 0 << QString();
-    QTest::newRow("unterminated cards") << QByteArray("BEGIN:VCARD\nFN:One Two\nBEGIN:VCARD\nN:Four;Three\nEMAIL:t@x")
-                                        << 2 << QStringLiteral("first=One;last=Two");
-    // The soft line breaks run on into END, so the card stays open to the end of the file.
-    QTest::newRow("invalid quoted-printable")
-        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;ENCODING=QUOTED-PRINTABLE:=ZZ=4;=C3=\n=\nEND:VCARD\n") << 1
-        << QStringLiteral("first=\u00c3END:VCARD;last==ZZ=4");
-    QTest::newRow("invalid UTF-8") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:\xff\xfe\xc3 bad\nEND:VCARD\n") << 1
-                                   << QStringLiteral("first=\ufffd\ufffd\ufffd;last=bad");
-    QTest::newRow("lines without colons") << QByteArray("BEGIN:VCARD\n;;;\n:\nEMAIL\nEND:VCARD\n") << 1 << QString();
-}
-
-void TestAddressBook::hostileInput()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(int, persons);
-    QFETCH(QString, first);
-    Home home;
-    home.write(home.contacts(QStringLiteral("bad.vcf")), bytes);
-    const auto book = System::AddressBook();
-    const auto people = book->Contacts();
-    QCOMPARE(people.size(), persons);
-    QCOMPARE(people.isEmpty() ? QString() : describe(*people[0]).left(40), first);
-}
-
-// Values that the reader unescapes or unquotes, and names it would not read back, on their way to disk: each
-// edit is saved, the file saved once more, and the book read again from the files.
-void TestAddressBook::hostileWrite_data()
-{
-    QTest::addColumn<QByteArray>("cards");
-    QTest::addColumn<QByteArray>("other"); // a second file
-    QTest::addColumn<QString>("edit");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<QStringList>("expected"); // people, then groups; empty when Save refuses
-    const QByteArray ana = "BEGIN:VCARD\nVERSION:3.0\nUID:a\\nb\nN:Lima;Ana;;;\nEND:VCARD\n";
-    const QStringList lima{QStringLiteral("first=Ana;last=Lima")};
-    QTest::newRow("member holding an escaped card end") << ana
-            + "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Team\nMEMBER:x\\nEND:VCARD\\nBEGIN:VCARD\\nFN:Eve\nEND:VCARD\n"
-                                                        << QByteArray() << "add"
-                                                        << "" << lima + QStringList{QStringLiteral("Team:Lima")};
-    QTest::newRow("URL with a line break")
-        << ana << QByteArray() << "homepage"
-        << "http://a/\nEND:VCARD" << QStringList{lima[0] + QStringLiteral(";url=http://a/\nEND:VCARD")};
-    const QByteArray longParam
-        = "BEGIN:VCARD\nVERSION:2.1\nN:Lima;Ana\nNOTE;X-LONG=" + QByteArray(60, 'x') + ":o\nEND:VCARD\n";
-    QTest::newRow("2.1 quoted-printable after a long parameter")
-        << longParam << QByteArray() << "note"
-        << "ça va" << QStringList{lima[0] + QStringLiteral(";note=ça va")};
-    QTest::newRow("3.0 parameter holding quotes")
-        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nN:Lima;Ana\nNOTE;X-A=\"a:b\"c;X-B=\"d,e\":o\nEND:VCARD\n")
-        << QByteArray() << "note"
-        << "n" << QStringList{lima[0] + QStringLiteral(";note=n")};
-    QTest::newRow("4.0 parameter holding a quote")
-        << QByteArray("BEGIN:VCARD\nVERSION:4.0\nN:Lima;Ana\nNOTE;X-A=^'a:b^':o\nEND:VCARD\n") << QByteArray() << "note"
-        << "n" << QStringList{lima[0] + QStringLiteral(";note=n")};
-    QTest::newRow("NUL in a UID") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nUID:a\0b\nN:Lima;Ana;;;\nEND:VCARD\n", 50)
-                                  << QByteArray("BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Team\nEND:VCARD\n") << "add"
-                                  << "" << lima + QStringList{QStringLiteral("Team:Lima")};
-    QTest::newRow("group name that does not read back")
-        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nN:Lima;Ana\nitem 1.NOTE:o\nEND:VCARD\n") << ana << "note"
-        << "n" << QStringList();
-}
-
-void TestAddressBook::hostileWrite()
-{
-    QFETCH(QByteArray, cards);
-    QFETCH(QByteArray, other);
-    QFETCH(QString, edit);
-    QFETCH(QString, value);
-    QFETCH(QStringList, expected);
     Home home;
     const QString a = home.contacts(QStringLiteral("a.vcf")), b = home.contacts(QStringLiteral("b.vcf"));
+    const QByteArray cards = "BEGIN:VCARD\nVERSION:3.0\nN:Lima;Ana\nitem 1.NOTE:o\nEND:VCARD\n";
+    const QByteArray other = "BEGIN:VCARD\nVERSION:3.0\nUID:a\\nb\nN:Lima;Ana;;;\nEND:VCARD\n";
     home.write(a, cards);
-    if (!other.isEmpty())
-        home.write(b, other);
-    {
-        const auto book = System::AddressBook();
-        const auto person = book->Contacts().value(0);
-        const auto group = book->Groups().value(0);
-        for (int round = 0; round < 2; ++round) {
-            if (round) // the file is written once more, from what was read back
-                person->setJobTitle(QString());
-            else if (edit == QLatin1String("homepage"))
-                person->setHomepage(value);
-            else if (edit == QLatin1String("note"))
-                person->setNote(value);
-            else
-                group->Add(*person);
-            if (expected.isEmpty()) {
-                QVERIFY_THROWS_EXCEPTION(RuntimeException, book->Save());
-                QCOMPARE(home.read(a), cards);
-                QCOMPARE(home.read(b), other);
-                return;
-            }
-            QVERIFY(book->Save() || cards.contains('\0'));
-        }
-    }
-    QVERIFY(!home.read(b).contains('\0'));
-    resetAddressBookForTesting();
-    const auto again = System::AddressBook();
-    QStringList seen = describeAll(*again);
-    for (const auto& g : again->Groups()) {
-        QStringList members;
-        for (const auto& c : g->Contacts())
-            members << c->LastName().Text();
-        seen << g->Name().Text() + QLatin1Char(':') + members.join(QLatin1Char(','));
-    }
-    QCOMPARE(seen, expected);
+    home.write(b, other);
+    const auto book = System::AddressBook();
+    book->Contacts().value(0)->setNote(QStringLiteral("n"));
+    QVERIFY_THROWS_EXCEPTION(RuntimeException, book->Save());
+    QCOMPARE(home.read(a), cards);
+    QCOMPARE(home.read(b), other);
 }
 
 // Every comparison of a search element, on text and on numbers; the case of the query decides the
@@ -833,7 +655,7 @@ void TestAddressBook::sources()
         home.write(home.path(f.section(QLatin1Char('|'), 0, 0)), f.section(QLatin1Char('|'), 1).toUtf8());
     for (const QString& e : std::as_const(env))
         qputenv(e.section(QLatin1Char('='), 0, 0).toUtf8(),
-            e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path(QString())).toUtf8());
+            e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path()).toUtf8());
     if (!abook.isEmpty())
         thunderbird(home, abook, wal);
     const QStringList got = walk(*System::AddressBook());
@@ -907,8 +729,6 @@ void TestAddressBook::hostileSources_data()
     QTest::newRow("FIFO khard.conf") << QStringLiteral(".config/khard/khard.conf") << QByteArray("fifo");
     QTest::newRow(".vcf linked to /dev/zero")
         << QStringLiteral(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
-    QTest::newRow(".vcf linked to /dev/urandom")
-        << QStringLiteral(".local/share/contacts/r.vcf") << QByteArray("link:/dev/urandom");
     QTest::newRow(".vcf over the size cap") << QStringLiteral(".local/share/contacts/big.vcf")
                                             << vcf("big", "Big", "Too", "NOTE:") + QByteArray(32 << 20, 'x');
     QTest::newRow("contacts.db not SQLite") << eds << QByteArray("BEGIN:VCARD\nFN:Not a database\nEND:VCARD\n");

@@ -217,8 +217,10 @@ private slots:
         QVERIFY(item("EditSelectAll")->isEnabled());
     }
 
+    // An open editor greys nothing.
     void toolbarStandsWhole()
     {
+        choose("FilekNovoContato");
         auto* bar = w->findChild<QToolBar*>(QStringLiteral("Toolbar11"));
         QVERIFY(bar && bar->isVisible());
         QCOMPARE(w->toolBarArea(bar), Qt::TopToolBarArea);
@@ -243,30 +245,23 @@ private slots:
                 }
             }
             QVERIFY2(clear > 50 && solid > 200, qPrintable(a->objectName()));
+            // On a 2x screen each button shows a 64-pixel drawing of its own, not its small picture enlarged.
+            QCOMPARE(a->icon().pixmap(QSize(32, 32), 2.0).size(), QSize(64, 64));
         }
         QCOMPARE(names, QStringList({"tb_projetos", "tb_clientes", "tb_label", "tb_mail", "tb_backup"}));
-        // On a 2x screen each button shows a 64-pixel drawing of its own, not its small picture enlarged.
-        for (QAction* a : bar->actions())
-            QCOMPARE(a->icon().pixmap(QSize(32, 32), 2.0).size(), QSize(64, 64));
-        // A page change or an open editor greys nothing.
-        choose("FilekNovoContato");
-        for (QAction* a : bar->actions())
-            QVERIFY(a->isEnabled());
     }
 
     // ---- Backup
 
     void backup_data()
     {
-        QTest::addColumn<QByteArray>("how");
         QTest::addColumn<bool>("existing");
-        QTest::newRow("menu, new file") << QByteArray("FileBackup") << false;
-        QTest::newRow("menu, over an old file") << QByteArray("FileBackup") << true;
+        QTest::newRow("new file") << false;
+        QTest::newRow("over an old file") << true;
     }
     // The copy opens as a complete database, and the program goes on with its own file.
     void backup()
     {
-        QFETCH(QByteArray, how);
         QFETCH(bool, existing);
         addCustomer(QStringLiteral("Ann"));
         addCustomer(QStringLiteral("Bob"));
@@ -275,13 +270,10 @@ private slots:
         type(w->Projetos, QStringLiteral("Ledger"), Qt::Key_Return);
         const QString copy = m_home->path() + QStringLiteral("/saved/Copy.rbd");
         QDir().mkpath(QFileInfo(copy).path());
-        if (existing) {
-            QFile old(copy);
-            QVERIFY(old.open(QIODevice::WriteOnly));
-            old.write(QByteArray(100000, 'x'));
-        }
+        if (existing)
+            TestHome::write(copy, QByteArray(100000, 'x'));
         DialogHooks::pushAnswer(Dialog::SaveFolderItem, copy);
-        press(how.constData());
+        choose("FileBackup");
         QCOMPARE(DialogHooks::takeMessages(), QStringList({"Backup Ok"}));
         QCOMPARE(q(copy, "PRAGMA integrity_check"), QStringLiteral("ok"));
         QCOMPARE(q(copy, "SELECT Nome FROM Contatos ORDER BY Nome"), QStringLiteral("Ann\nBob"));
@@ -372,14 +364,16 @@ private slots:
         QVERIFY(m_home->prefsLines().contains(QStringLiteral("Company")));
     }
 
-    void preferencesKeys_data()
+    void preferencesLeave_data()
     {
-        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("key"); // 0: the Cancel button
         QTest::addColumn<bool>("applied");
         QTest::newRow("Return presses Ok") << int(Qt::Key_Return) << true;
         QTest::newRow("Escape presses Cancel") << int(Qt::Key_Escape) << false;
+        QTest::newRow("Cancel") << 0 << false;
     }
-    void preferencesKeys()
+    // The switch acts as it changes; Cancel hides the window, which keeps what was typed; the close box ends it.
+    void preferencesLeave()
     {
         QFETCH(int, key);
         QFETCH(bool, applied);
@@ -387,37 +381,28 @@ private slots:
         wPreferencias* p = wPreferencias::Instance();
         p->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(p));
+        QTest::mouseClick(p->CoresFundo, Qt::LeftButton);
+        QVERIFY(m_program->app()->PintaFundo);
         p->TabPanel1->setCurrentIndex(1);
         p->eAssunto->setFocus();
         QTest::keyClicks(p->eAssunto, QStringLiteral("News"));
-        QTest::keyClick(p->eAssunto, Qt::Key(key));
-        QVERIFY(!p->isVisible());
-        QCOMPARE(m_program->app()->MailAssunto, applied ? QStringLiteral("News") : QString());
-        // A Return in the message field is a new line, not Ok.
-        p->show();
-        QTest::keyClick(p->eMensagem, Qt::Key_Return);
-        QVERIFY(p->isVisible());
-    }
-
-    // The switch acts as it changes; Cancel hides the window, which keeps what was typed; the close box ends it.
-    void preferencesCancelKeepsTheWindowAndTheSwitch()
-    {
-        choose("MenuPrefs");
-        wPreferencias* p = wPreferencias::Instance();
-        QTest::mouseClick(p->CoresFundo, Qt::LeftButton);
-        QVERIFY(m_program->app()->PintaFundo);
-        p->tColProjeto1->setText(QStringLiteral("Typed"));
-        QTest::mouseClick(p->btCancela, Qt::LeftButton);
+        if (key)
+            QTest::keyClick(p->eAssunto, Qt::Key(key));
+        else
+            QTest::mouseClick(p->btCancela, Qt::LeftButton);
         QVERIFY(!p->isVisible() && m_program->app()->PintaFundo);
-        QVERIFY(m_program->app()->ColProjeto1 != QStringLiteral("Typed"));
+        QCOMPARE(m_program->app()->MailAssunto, applied ? QStringLiteral("News") : QString());
         choose("MenuPrefs");
         QCOMPARE(wPreferencias::Instance(), p);
-        QCOMPARE(p->tColProjeto1->text(), QStringLiteral("Typed"));
+        QCOMPARE(p->eAssunto->text(), QStringLiteral("News"));
+        // A Return in the message field is a new line, not Ok.
+        QTest::keyClick(p->eMensagem, Qt::Key_Return);
+        QVERIFY(p->isVisible());
         p->close();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!wPreferencias::Exists());
         choose("MenuPrefs");
-        QCOMPARE(wPreferencias::Instance()->tColProjeto1->text(), m_program->app()->ColProjeto1);
+        QCOMPARE(wPreferencias::Instance()->eAssunto->text(), m_program->app()->MailAssunto);
         QVERIFY(wPreferencias::Instance()->CoresFundo->isChecked());
     }
 
@@ -441,58 +426,48 @@ private slots:
         QCOMPARE(w->size(), number.startsWith('-') ? w->minimumSize() : w->maximumSize());
     }
 
-    void aboutVersion_data()
+    void about_data()
     {
         QTest::addColumn<QString>("version");
         QTest::addColumn<QString>("text");
-        QTest::newRow("bug version 0") << "1.2.0"
-                                       << "v1.2";
-        QTest::newRow("bug version 3") << "1.2.3"
-                                       << "v1.2.3";
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("releaseOutside");
+        QTest::addColumn<Qt::MouseButton>("mouseButton");
+        QTest::newRow("bug version 0, first line") << "1.2.0"
+                                                   << "v1.2" << QByteArray("StaticText1") << false << Qt::LeftButton;
+        QTest::newRow("released outside") << "1.2.3"
+                                          << "v1.2.3" << QByteArray("StaticText1") << true << Qt::LeftButton;
+        QTest::newRow("any button") << "1.2.3"
+                                    << "v1.2.3" << QByteArray("StaticText3") << false << Qt::RightButton;
     }
-    void aboutVersion()
+    // A press on a line opens the seller's page and closes the window; the version is read once.
+    void about()
     {
         QFETCH(QString, version);
         QFETCH(QString, text);
+        QFETCH(QByteArray, line);
+        QFETCH(bool, releaseOutside);
+        QFETCH(Qt::MouseButton, mouseButton);
         QCoreApplication::setApplicationVersion(version);
         choose("kArquivokSobre");
         wSobre* a = wSobre::Instance();
+        QCOMPARE(a->Versao_numero->text(), text);
+        QLabel* label = a->findChild<QLabel*>(QLatin1String(line));
+        QCOMPARE(label->cursor().shape(), Qt::PointingHandCursor);
+        QCOMPARE(label->toolTip(), QString());
+        QTest::mousePress(label, mouseButton, {}, QPoint(label->width() / 2, 10));
+        QVERIFY(a->isVisible());
+        QTest::mouseRelease(label, mouseButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(label->width() / 2, 10));
+        QCOMPARE(m_opened, QList<QUrl>({wSobre::SellerPage()}));
+        QVERIFY(!a->isVisible());
+        // The same window comes back with the same text, and Ok closes it.
+        QCoreApplication::setApplicationVersion(QStringLiteral("9.9.9"));
+        choose("kArquivokSobre");
+        QCOMPARE(wSobre::Instance(), a);
         QVERIFY(a->isVisible());
         QCOMPARE(a->Versao_numero->text(), text);
         QTest::mouseClick(a->bt_ok, Qt::LeftButton);
         QVERIFY(!a->isVisible());
-        // The same window comes back with the same text.
-        QCoreApplication::setApplicationVersion(QStringLiteral("9.9.9"));
-        choose("kArquivokSobre");
-        QCOMPARE(wSobre::Instance(), a);
-        QCOMPARE(a->Versao_numero->text(), text);
-    }
-
-    void aboutLinesOpenThePage_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<bool>("releaseOutside");
-        QTest::addColumn<Qt::MouseButton>("mouseButton");
-        QTest::newRow("first line") << QByteArray("StaticText1") << false << Qt::LeftButton;
-        QTest::newRow("released outside") << QByteArray("StaticText1") << true << Qt::LeftButton;
-        QTest::newRow("any button") << QByteArray("StaticText3") << false << Qt::RightButton;
-    }
-    void aboutLinesOpenThePage()
-    {
-        QFETCH(QByteArray, line);
-        QFETCH(bool, releaseOutside);
-        QFETCH(Qt::MouseButton, mouseButton);
-        choose("kArquivokSobre");
-        wSobre* a = wSobre::Instance();
-        QLabel* text = a->findChild<QLabel*>(QLatin1String(line));
-        QCOMPARE(text->cursor().shape(), Qt::PointingHandCursor);
-        QCOMPARE(text->toolTip(), QString());
-        QTest::mousePress(text, mouseButton, {}, QPoint(text->width() / 2, 10));
-        QVERIFY(a->isVisible());
-        QTest::mouseRelease(text, mouseButton, {}, releaseOutside ? QPoint(-40, 200) : QPoint(text->width() / 2, 10));
-        QCOMPARE(m_opened, QList<QUrl>({wSobre::SellerPage()}));
-        QVERIFY(!a->isVisible());
-        QCOMPARE(wSobre::Instance(), a);
     }
 };
 

@@ -130,17 +130,12 @@ private slots:
     // A copy that cannot be finished leaves the older backup in its place, and nothing beside it.
     void failedBackupKeepsTheOlderCopy()
     {
-        const QString folder = m_home->path() + QStringLiteral("/saved");
-        QVERIFY(QDir().mkpath(folder));
-        QFile old(folder + QStringLiteral("/Copy.rbd"));
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write("the older backup");
-        old.close();
-        QCOMPARE(run({QStringLiteral("backup"), old.fileName()}),
-            QStringList({"open", "messages ", "messages Backup Ok", "closed"}));
-        QVERIFY(old.open(QIODevice::ReadOnly));
-        QCOMPARE(old.readAll(), QByteArray("the older backup"));
-        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList({"Copy.rbd"}));
+        const QString old = m_home->path(QStringLiteral("saved/Copy.rbd"));
+        TestHome::write(old, "the older backup");
+        QCOMPARE(
+            run({QStringLiteral("backup"), old}), QStringList({"open", "messages ", "messages Backup Ok", "closed"}));
+        QCOMPARE(TestHome::read(old), QByteArray("the older backup"));
+        QCOMPARE(QDir(QFileInfo(old).path()).entryList(QDir::Files | QDir::Hidden), QStringList({"Copy.rbd"}));
     }
 
     // A second start while one runs touches nothing, brings the first forward and ends; a copy killed
@@ -152,11 +147,8 @@ private slots:
         qputenv("XDG_RUNTIME_DIR", m_home->path().toUtf8());
         const auto files = [this] {
             QStringList all = QDir(m_home->dataFolder()).entryList(QDir::AllEntries | QDir::Hidden);
-            for (const QString& path : {m_home->prefs(), m_home->database()}) {
-                QFile f(path);
-                f.open(QIODevice::ReadOnly);
-                all << QString::fromLatin1(f.readAll().toBase64());
-            }
+            for (const QString& path : {m_home->prefs(), m_home->database()})
+                all << QString::fromLatin1(TestHome::read(path).toBase64());
             return all;
         };
         QProcess first, second, again, other;

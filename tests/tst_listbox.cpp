@@ -4,6 +4,7 @@
 #include "keyboard.h"
 #include "listbox.h"
 #include "listboxmodel.h"
+#include "listboxui.h"
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
@@ -28,19 +29,6 @@ class TestListbox : public QObject
                 m_list->setCell(m_list->LastIndex(), c, QStringLiteral("r%1c%2").arg(r).arg(c));
         }
         QCoreApplication::processEvents(); // views hear of appended rows when the loop turns
-    }
-    QPoint cellCentre(int row, int column) const
-    {
-        return m_list->visualRect(m_list->model()->index(row, column)).center();
-    }
-    // Closed editors linger until deleted later; the open one is the one shown.
-    QLineEdit* editor() const
-    {
-        for (QLineEdit* e : m_list->viewport()->findChildren<QLineEdit*>()) {
-            if (e->isVisible())
-                return e;
-        }
-        return nullptr;
     }
 
 private slots:
@@ -108,18 +96,6 @@ private slots:
         QCOMPARE(m_list->ListCount(), 2);
     }
 
-    void insertRowGoesWhereAskedAndBecomesLastIndex()
-    {
-        fill(3);
-        m_list->InsertRow(1, QStringLiteral("mid"));
-        QCOMPARE(m_list->LastIndex(), 1);
-        QCOMPARE(m_list->Cell(1, 0), QStringLiteral("mid"));
-        QCOMPARE(m_list->Cell(1, 1), QString());
-        QCOMPARE(m_list->Cell(2, 1), QStringLiteral("r1c1"));
-        m_list->AddRow(QStringLiteral("last"));
-        QCOMPARE(m_list->LastIndex(), 4);
-    }
-
     void columnWidthsHideZeroAndSkipEmptyItems()
     {
         m_list->setColumnWidths(QStringLiteral("0,  120,, 45 ,x"));
@@ -144,42 +120,17 @@ private slots:
         QCOMPARE(m_list->ListIndex(), 2);
     }
 
-    void selectionAnswersListIndexSelCountAndSelected()
-    {
-        fill(6);
-        QCOMPARE(m_list->ListIndex(), -1);
-        QCOMPARE(m_list->SelCount(), 0);
-        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(4, 1));
-        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(1, 2));
-        QCOMPARE(m_list->SelCount(), 2);
-        QVERIFY(m_list->Selected(1));
-        QVERIFY(m_list->Selected(4));
-        QVERIFY(!m_list->Selected(2));
-        QCOMPARE(m_list->ListIndex(), 1); // the row clicked last
-        m_list->DeleteAllRows();
-        fill(2);
-        QCOMPARE(m_list->SelCount(), 0);
-        QCOMPARE(m_list->ListIndex(), -1);
-    }
-
     void clickReachesHandlerBeforeTheCheckBoxActs()
     {
         fill(3);
         m_list->setColumnType(4, Listbox::TypeCheckbox);
-        const QRect cell = m_list->visualRect(m_list->model()->index(2, 4));
-        QStyleOptionViewItem opt;
-        opt.initFrom(m_list.get());
-        opt.rect = cell;
-        opt.features = QStyleOptionViewItem::HasCheckIndicator | QStyleOptionViewItem::HasDisplay;
-        const QPoint box
-            = m_list->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &opt, m_list.get()).center();
-        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, box);
+        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, Ui::checkBox(m_list.get(), 2, 4));
         QCOMPARE(m_events, QStringList({"click 2,4", "action 2,4"}));
         QVERIFY(m_list->CellCheck(2, 4));
         m_events.clear();
         m_list->setCellCheck(2, 4, false); // set by code: no event
         QVERIFY(m_events.isEmpty());
-        QTest::mouseClick(m_list->viewport(), Qt::RightButton, {}, cellCentre(1, 2));
+        QTest::mouseClick(m_list->viewport(), Qt::RightButton, {}, Ui::centre(m_list.get(), 1, 2));
         QCOMPARE(m_events, QStringList({"click 1,2 ctx"}));
     }
 
@@ -187,37 +138,8 @@ private slots:
     {
         fill(3);
         m_list->CellClick = [](int, int, int, int) { return true; };
-        QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(1, 1));
+        Ui::click(m_list.get(), 1, 1);
         QCOMPARE(m_list->SelCount(), 0);
-    }
-
-    void doubleClickFollowsTheCellClick()
-    {
-        fill(3);
-        QTest::mouseDClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(2, 3));
-        QCOMPARE(m_events.last(), QStringLiteral("double"));
-        QVERIFY(m_events.contains(QStringLiteral("click 2,3")));
-        QVERIFY(!editor()); // nothing opens a cell by itself
-    }
-
-    void editCellOpensAnyColumnAndCellReadsTheTypedText()
-    {
-        fill(3);
-        m_list->setColumnType(4, Listbox::TypeCheckbox);
-        for (int column : {0, 2, 4}) {
-            m_list->EditCell(1, column);
-            QLineEdit* e = editor();
-            QVERIFY2(e, qPrintable(QStringLiteral("column %1").arg(column)));
-            QCOMPARE(m_list->ListIndex(), 1);
-            QTest::keyClicks(e, QStringLiteral("+typed"));
-            QCOMPARE(m_list->Cell(1, column), m_list->listModel()->cell(1, column) + QStringLiteral("+typed"));
-        }
-        auto active = m_list->ActiveCell();
-        QVERIFY(active);
-        active->setSelStart(0);
-        active->setSelLength(999999);
-        QCOMPARE(active->SelStart(), 0);
-        QCOMPARE(active->SelLength(), int(editor()->text().size()));
     }
 
     void editorKeysReachCellKeyDownWithShiftState_data()
@@ -250,9 +172,9 @@ private slots:
             return true; // dealt with: the editor must stay open and unchanged
         };
         m_list->EditCell(1, 2);
-        QTest::keyClick(editor(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+        QTest::keyClick(Ui::editor(m_list.get()), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
         QCOMPARE(seen, QStringLiteral("1,2 ") + expected);
-        QVERIFY(editor());
+        QVERIFY(Ui::editor(m_list.get()));
         QCOMPARE(m_list->Cell(1, 2), QStringLiteral("r1c2"));
     }
 
@@ -261,9 +183,9 @@ private slots:
         fill(2);
         m_list->CellKeyDown = [](int, int, const QString&) { return false; };
         m_list->EditCell(0, 1);
-        QTest::keyClicks(editor(), QStringLiteral("!"));
-        QTest::keyClick(editor(), Qt::Key_Return);
-        QTRY_VERIFY(!editor());
+        QTest::keyClicks(Ui::editor(m_list.get()), QStringLiteral("!"));
+        QTest::keyClick(Ui::editor(m_list.get()), Qt::Key_Return);
+        QTRY_VERIFY(!Ui::editor(m_list.get()));
         QCOMPARE(m_list->Cell(0, 1), QStringLiteral("r0c1!"));
     }
 
@@ -288,7 +210,7 @@ private slots:
         QTest::keyClick(m_list.get(), Qt::Key(key));
         QCOMPARE(seen, QList<int>{code});
         m_list->EditCell(0, 1);
-        QTest::keyClick(editor(), Qt::Key(key));
+        QTest::keyClick(Ui::editor(m_list.get()), Qt::Key(key));
         QCOMPARE(seen, QList<int>{code});
     }
 
@@ -312,10 +234,10 @@ private slots:
         m_list->CellKeyDown = raise;
         menu.Action = raise;
         if (event == QLatin1String("CellClick")) {
-            QTest::mouseClick(m_list->viewport(), Qt::LeftButton, {}, cellCentre(1, 1));
+            Ui::click(m_list.get(), 1, 1);
         } else if (event == QLatin1String("CellKeyDown")) {
             m_list->EditCell(1, 1);
-            QTest::keyClick(editor(), Qt::Key_Return);
+            QTest::keyClick(Ui::editor(m_list.get()), Qt::Key_Return);
         } else {
             menu.actions().first()->trigger();
         }

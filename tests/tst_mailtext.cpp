@@ -126,12 +126,8 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("hex");
         QTest::addColumn<int>("ways"); // 1 text to hex, 2 hex to text, 3 both
-        QTest::newRow("TEXT") << "TEXT"
-                              << "54455854" << 3;
         QTest::newRow("low code") << QString(QChar(10)) << "0A" << 3;
         QTest::newRow("above 255 keeps two digits") << QString(QChar(0x1234)) << "34" << 1;
-        QTest::newRow("empty") << ""
-                               << "" << 3;
         QTest::newRow("odd length drops the last digit") << "TE"
                                                          << "54455" << 2;
         QTest::newRow("junk digits read as 0") << QString(QChar(0)) + "A"
@@ -177,9 +173,12 @@ private slots:
         QCOMPARE(int(CountFields(a.Data, "\r\n")), lines);
         for (const QString& l : a.Data.split(QStringLiteral("\r\n")))
             QVERIFY(l.size() <= 76);
+        a.MacType = QStringLiteral("TEXT");
+        a.MacCreator = QStringLiteral("ttxt");
         QCOMPARE(a._FormatAttachment(),
-            QStringLiteral("Content-Type: application/base64; name=\"notes.txt\";\r\nContent-transfer-encoding: "
-                           "Base64\r\nContent-disposition: attachment\r\n\r\n")
+            QStringLiteral("Content-Type: application/base64; name=\"notes.txt\";\r\n x-mac-type=\"54455854\"\r\n "
+                           "x-mac-creator=\"74747874\"\r\nContent-transfer-encoding: Base64\r\nContent-disposition: "
+                           "attachment\r\n\r\n")
                 + a.Data);
         // Round trip through a file, whatever the case of the encoding's name.
         a.ContentEncoding = QStringLiteral("BASE64");
@@ -328,16 +327,9 @@ private slots:
         QCOMPARE(text, want);
     }
 
-    void boundariesUseTheWholeAlphabet()
+    // The lowest draw is checked by source(); the highest must still reach the alphabet's last character.
+    void boundaryTopDraw()
     {
-        QSet<QChar> seen;
-        for (int i = 0; i < 200; ++i) {
-            const QString b = EmailMessage::_GenerateBoundary();
-            QCOMPARE(b.size(), 12);
-            for (QChar c : b)
-                seen.insert(c);
-        }
-        QCOMPARE(seen.size(), 36);
         setRandomSource([] { return 0.9999999; });
         QCOMPARE(EmailMessage::_GenerateBoundary(), QString(12, QLatin1Char('9')));
         setRandomSource({});
@@ -419,32 +411,6 @@ private slots:
         QCOMPARE(m.RawSource(), crlf(text).replace(QLatin1Char('|'), QLatin1Char('\n')));
         QCOMPARE(QStringList({m.BodyPlainText, m.BodyHTML}), QStringList({crlf(bodies[0]), crlf(bodies[1])}));
         QCOMPARE(m.Attachments.size(), attachments);
-    }
-
-    // What Source writes, setSource reads back; a part keeps the line ends before the next delimiter.
-    void sourceRoundTrip()
-    {
-        EmailMessage m;
-        m.setSubject(QStringLiteral("Round"));
-        m.setFromAddress(QStringLiteral("me@x"));
-        m.AddRecipient(QStringLiteral("you@x"));
-        m.BodyPlainText = QStringLiteral("plain\r\ntext");
-        m.BodyHTML = QStringLiteral("<p>html</p>");
-        EmailAttachment a;
-        a.MIMEType = QStringLiteral("application/base64");
-        a.Name = QStringLiteral("f.bin");
-        a.ContentEncoding = QStringLiteral("Base64");
-        a.Data = QStringLiteral("QUJD");
-        a.MacCreator = QStringLiteral("ttxt");
-        m.Attachments << a;
-        EmailMessage back;
-        back.setSource(m.Source());
-        QCOMPARE(QStringList({back.Subject(), back.ToAddress(), back.BodyPlainText, back.BodyHTML}),
-            QStringList({"Round", "you@x", "plain\r\ntext\r\n\r\n", "<p>html</p>\r\n"}));
-        QCOMPARE(back.Attachments.size(), 1);
-        const EmailAttachment& b = back.Attachments[0];
-        QCOMPARE(QStringList({b.Name, b.MacCreator, b.Data, b.ContentEncoding}),
-            QStringList({"f.bin", "ttxt", "QUJD\r\n", "Base64"}));
     }
 
     // Nesting has no limit, and no depth exhausts the stack. Arbitrary texts are the fuzz targets' work.

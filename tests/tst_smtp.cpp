@@ -4,7 +4,6 @@
 #include "smtpsocket.h"
 #include "text.h"
 
-#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -144,10 +143,12 @@ class TestSmtp : public QObject
     }
     // Waits for the timeline to reach a length, however slow the machine, and then to stay still for a
     // while, so that anything the client should not have done shows up too; a client that never stops
-    // talking ends the wait after ten seconds.
+    // talking ends the wait after ten seconds. A short timeline fails the caller's comparison, without
+    // QTRY's extra wait.
     static void settle(const QStringList& timeline, qsizetype atLeast)
     {
-        QTRY_VERIFY_WITH_TIMEOUT(timeline.size() >= atLeast, 20000);
+        if (!QTest::qWaitFor([&] { return timeline.size() >= atLeast; }, 20000))
+            return;
         qsizetype seen = -1;
         for (int still = 0, rounds = 0; still < 4 && rounds < 100; ++rounds) {
             QTest::qWait(100);
@@ -249,6 +250,11 @@ private slots:
         QTest::newRow("500 outside EHLO is ignored") << "" << 1 << a << QStringList{hi, hello, "500 what\r\n"} << helo;
         QTest::newRow("no digits") << "" << 1 << a << QStringList{"hello there\r\n", "250 reset\r\n"}
                                    << QStringList{"E: error 0 News", "C: RSET [-100]"} + bye;
+        QTest::newRow("code beyond 32 bits") << "" << 1 << a << QStringList{"99999999999 x\r\n", "250 reset\r\n"}
+                                             << QStringList{"E: error 2147483647 News", "C: RSET [-100]"} + bye;
+        const QString huge(8 << 20, 'x');
+        QTest::newRow("8 MB greeting") << "" << 1 << a << QStringList{"220 " + huge + "\r\n", hello}
+                                       << QStringList{"E: established " + huge, helo[1], from};
         QTest::newRow("server closes at once") << "" << 1 << a << QStringList{"CLOSE"} << QStringList{"E: socket 1"};
         QTest::newRow("server closes at DATA") << "" << 1 << a << QStringList{hi, hello, ok, ok, "CLOSE"}
                                                << helo + QStringList{data[0], data[1], "E: socket 1"};
@@ -312,35 +318,6 @@ private slots:
         QCOMPARE(c.smtp.authKeys(), QStringList({"bmV3", "cHc="}));
     }
 
-    // Hostile replies: huge, binary, endless; the client neither crashes nor corrupts anything.
-    void hostileReplies_data()
-    {
-        QTest::addColumn<QByteArray>("greeting");
-        QTest::addColumn<QString>("first");
-        QByteArray huge = "220 " + QByteArray(8 * 1024 * 1024, 'x') + "\r\n";
-        QTest::newRow("8 MB greeting") << huge << "C: HELO [127.0.0.1] [0]";
-        QByteArray garbage(64 * 1024, Qt::Uninitialized);
-        QRandomGenerator rng(42);
-        for (char& c : garbage)
-            c = char(rng.bounded(256));
-        garbage[0] = char(0xff);
-        garbage += "\r\n";
-        QTest::newRow("binary garbage") << garbage << "C: RSET [-100]";
-        QTest::newRow("code beyond 32 bits") << QByteArray("99999999999 x\r\n") << "C: RSET [-100]";
-    }
-    void hostileReplies()
-    {
-        QFETCH(QByteArray, greeting);
-        QFETCH(QString, first);
-        Client c;
-        c.smtp.Messages << message({"a@x.test"});
-        c.run({QString::fromLatin1(greeting), "250 hello\r\n"}, 1);
-        const QStringList commands = c.timeline.filter(QRegularExpression(QStringLiteral("^C: ")));
-        QVERIFY(!commands.isEmpty());
-        QCOMPARE(commands.first(), first);
-        QCOMPARE(c.smtp.BytesAvailable(), 0);
-    }
-
     // ---- Against a real server
 
     void realServer_data()
@@ -366,7 +343,7 @@ private slots:
         record(smtp, timeline);
         smtp.Username = user;
         smtp.Password = QStringLiteral("s3cret é");
-        // One message with a date of its own, so its text is known in full; one that gets its date on sending.
+        // A message with a date of its own, so that its text is known in full.
         const auto makeDated = [] {
             auto m = message({"To One <one@x.test>"}, {"b1@x.test", "b2@x.test"});
             m->AddCCRecipient(QStringLiteral("cc@x.test"));
@@ -376,14 +353,12 @@ private slots:
         };
         auto dated = makeDated();
         const QString expectedText = makeDated()->Source(); // Source changes the headers: a twin gives the text
-        auto multi = message({}, {"b3@x.test"});
-        multi->BodyPlainText = QStringLiteral("Hello");
-        smtp.Messages << dated << multi;
+        smtp.Messages << dated;
         smtp.Address = QStringLiteral("127.0.0.1");
         TCPSocket::redirectPort25(port);
         smtp.SendMail();
         QTRY_VERIFY_WITH_TIMEOUT(timeline.contains(QStringLiteral("E: mail sent")), 15000);
-        QVERIFY2(timeline.filter(QStringLiteral("E: sent")).size() == 2, qPrintable(timeline.join('\n')));
+        QVERIFY2(timeline.filter(QStringLiteral("E: sent")).size() == 1, qPrintable(timeline.join('\n')));
         QCOMPARE(timeline.filter(QStringLiteral("E: error")), QStringList());
         server.stop();
 
@@ -400,17 +375,6 @@ private slots:
         QVERIFY(!data.contains("b1@x.test"));
         QVERIFY(data.startsWith("Date: Sat, 7 Feb 2009 14:03:09 -0300\r\nSubject: News\r\nFrom: Tally Vane "
                                 "<shop@tallyvane.test>\r\nTo: To One <one@x.test>\r\nCC: cc@x.test\r\n"));
-
-        const QJsonObject two = server.message(2);
-        QCOMPARE(two.value("rcpt").toVariant().toStringList(), QStringList({"b3@x.test"}));
-        const QString text = QString::fromUtf8(SmtpServer::data(two));
-        const auto b
-            = QRegularExpression(QStringLiteral("Content-Type: multipart/alternative; boundary=\"([a-z0-9]{12})\""))
-                  .match(text);
-        QVERIFY(b.hasMatch());
-        QVERIFY(text.startsWith(QStringLiteral("Date: ")));
-        QVERIFY(text.endsWith(QStringLiteral("\r\n--") + b.captured(1) + QStringLiteral("--\r\n")));
-        QCOMPARE(text.count(QStringLiteral("--") + b.captured(1) + QStringLiteral("\r\n")), 2);
 
         QCOMPARE(server.authLog(), logged);
     }

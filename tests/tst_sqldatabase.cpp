@@ -110,33 +110,6 @@ private slots:
         QCOMPARE(m_db->Error(), error);
     }
 
-    void selectCarriesOutAnUpdate()
-    {
-        DatabaseRecord r;
-        r.Column(QStringLiteral("Projeto"), QStringLiteral("old"));
-        m_db->InsertRecord(QStringLiteral("Tarefas"), r);
-        m_db->Commit();
-        auto rs = m_db->SQLSelect(QStringLiteral("UPDATE tarefas SET projeto = 'new' WHERE projeto = 'old'"));
-        QVERIFY(rs);
-        QVERIFY(rs->Eof());
-        rs.reset();
-        m_db->Commit();
-        QCOMPARE(scalar(m_path, QStringLiteral("SELECT Projeto FROM Tarefas")), QStringLiteral("new"));
-    }
-
-    void emptyTableNumbersFromOneAgain()
-    {
-        for (int i = 0; i < 2; ++i) {
-            m_db->InsertRecord(QStringLiteral("Tarefas"), DatabaseRecord());
-            m_db->Commit();
-        }
-        m_db->SQLExecute(QStringLiteral("DELETE FROM Tarefas"));
-        m_db->Commit();
-        m_db->InsertRecord(QStringLiteral("Tarefas"), DatabaseRecord());
-        m_db->Commit();
-        QCOMPARE(scalar(m_path, QStringLiteral("SELECT id FROM Tarefas")), QStringLiteral("1"));
-    }
-
     // A file that is not there is not made by connecting to it.
     void connectRefusesAMissingFile()
     {

@@ -134,7 +134,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         compare(h, m);
     }
     for (const QString& line : changes) {
-        const QStringList f = line.mid(1).split(QLatin1Char('|'));
+        // One blank may stand between the letter and the name, as the corpus writes its changes.
+        const QStringList f = line.mid(line.mid(1, 1) == QLatin1String(" ") ? 2 : 1).split(QLatin1Char('|'));
         const QString name = f.value(0), value = f.value(1);
         const qint32 number = f.value(line.startsWith(QLatin1Char('N')) ? 2 : 1).toInt();
         switch (line.isEmpty() ? ' ' : line.at(0).toLatin1()) {
@@ -170,9 +171,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         default:
             break;
         }
+        // After every change, so that a later one (say deleting all) cannot hide what an earlier one did.
+        if (modelled)
+            compare(h, m);
     }
-    if (modelled)
-        compare(h, m);
     h._FormatEmailHeaders();
     h._FormatHTTPHeaders();
     return 0;

@@ -68,7 +68,7 @@ public:
     void setCellUtf8(int row, int column, QUtf8StringView text)
     {
         m_model->setCell(row, column, text);
-        if (m_editIndex.isValid())
+        if (!m_editor.isNull()) // inline, where the index's own check is a call
             editorFollows(row, column, text);
     }
     bool CellCheck(int row, int column) const;

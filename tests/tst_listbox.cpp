@@ -67,16 +67,26 @@ private slots:
     void cellsKeepAnyTextExactly_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::newRow("empty") << QString();
-        QTest::newRow("emoji") << QStringLiteral("ship it 🚀👍🏽");
-        QTest::newRow("long") << QString(70000, QLatin1Char('x')) + QStringLiteral("end");
-        QTest::newRow("control chars") << QStringLiteral("tab\there\nline");
+        QTest::addColumn<QString>("then"); // written over it from UTF-8 at once, if any
+        QTest::newRow("empty") << QString() << QString();
+        QTest::newRow("emoji") << QStringLiteral("ship it 🚀👍🏽") << QString();
+        QTest::newRow("long") << QString(70000, QLatin1Char('x')) + QStringLiteral("end") << QString();
+        QTest::newRow("control chars") << QStringLiteral("tab\there\nline") << QString();
+        // Same length, so that only the bytes tell the new text from the old.
+        QTest::newRow("12 bytes, the last changed") << QStringLiteral("abcdefghijkl") << QStringLiteral("abcdefghijkX");
+        QTest::newRow("6 bytes, the last changed") << QStringLiteral("abcdef") << QStringLiteral("abcdeX");
+        QTest::newRow("3 bytes, the last changed") << QStringLiteral("abc") << QStringLiteral("abX");
     }
     void cellsKeepAnyTextExactly()
     {
         QFETCH(QString, text);
+        QFETCH(QString, then);
         fill(3);
         m_list->setCell(1, 2, text);
+        if (!then.isEmpty()) {
+            m_list->setCellUtf8(1, 2, then.toUtf8());
+            text = then;
+        }
         m_list->setCell(2, 1, QStringLiteral("after")); // packs row 1 away
         QCOMPARE(m_list->Cell(1, 2), text);
         QCOMPARE(m_list->Cell(1, 1), QStringLiteral("r1c1"));

@@ -236,6 +236,7 @@ void SQLDatabase::forgetStatements()
     for (const Kept& k : m_kept)
         sqlite3_finalize(k.stmt);
     m_kept.clear();
+    m_pageSize = 0;
 }
 
 bool SQLDatabase::beginIfWriting(sqlite3_stmt* stmt)
@@ -247,6 +248,7 @@ bool SQLDatabase::beginIfWriting(sqlite3_stmt* stmt)
 
 void SQLDatabase::SQLExecute(const QString& sql)
 {
+    m_pageSize = 0;
     const QByteArray utf8 = sql.toUtf8();
     sqlite3_stmt* stmt = reusable(utf8);
     m_error = stmt == nullptr || !beginIfWriting(stmt);
@@ -260,6 +262,7 @@ void SQLDatabase::SQLExecute(const QString& sql)
 
 std::unique_ptr<RecordSet> SQLDatabase::SQLSelect(const QString& sql)
 {
+    m_pageSize = 0;
     sqlite3_stmt* stmt = prepare(sql);
     if (!stmt || !beginIfWriting(stmt)) {
         sqlite3_finalize(stmt);
@@ -335,11 +338,13 @@ qint64 SQLDatabase::pragmaValue(const char* sql)
 // once, as any single transaction does; on a disk those syncs are most of an insert's time.
 bool SQLDatabase::reserveRoom()
 {
-    const qint64 pageSize = pragmaValue("PRAGMA page_size");
-    sqlite3_int64 bytes = pageSize * pragmaValue("PRAGMA page_count");
-    // The file then grows by whole pages, as it does without the claim.
-    int chunk = int(pageSize);
-    sqlite3_file_control(m_db, "main", SQLITE_FCNTL_CHUNK_SIZE, &chunk);
+    if (m_pageSize <= 0) {
+        m_pageSize = pragmaValue("PRAGMA page_size");
+        // The file then grows by whole pages, as it does without the claim.
+        int chunk = int(m_pageSize);
+        sqlite3_file_control(m_db, "main", SQLITE_FCNTL_CHUNK_SIZE, &chunk);
+    }
+    sqlite3_int64 bytes = m_pageSize * pragmaValue("PRAGMA page_count");
     const int rc = sqlite3_file_control(m_db, "main", SQLITE_FCNTL_SIZE_HINT, &bytes);
     return rc == SQLITE_OK || rc == SQLITE_NOTFOUND;
 }

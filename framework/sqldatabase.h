@@ -136,4 +136,7 @@ private:
         sqlite3_stmt* stmt;
     };
     std::vector<Kept> m_kept;
+    // The file's page size, read once per connection; 0 until then, and again after any statement of the
+    // caller's, which may be the VACUUM that changes it.
+    qint64 m_pageSize = 0;
 };

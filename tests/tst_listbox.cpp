@@ -152,6 +152,17 @@ private slots:
         QCOMPARE(m_list->SelCount(), 0);
     }
 
+    // The row clicked last while it is selected, else the lowest selected row.
+    void listIndexPrefersTheCurrentRow()
+    {
+        fill(4);
+        Ui::click(m_list.get(), 1, 1);
+        Ui::click(m_list.get(), 3, 1, Qt::ControlModifier);
+        QCOMPARE(m_list->ListIndex(), 3);
+        Ui::click(m_list.get(), 3, 1, Qt::ControlModifier);
+        QCOMPARE(m_list->ListIndex(), 1);
+    }
+
     void editorKeysReachCellKeyDownWithShiftState_data()
     {
         QTest::addColumn<int>("key");

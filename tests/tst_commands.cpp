@@ -122,7 +122,6 @@ private slots:
         QTest::addColumn<QByteArray>("how");
         QTest::addColumn<int>("page");
         QTest::addColumn<bool>("inPreferences");
-        QTest::newRow("New Customer, Ctrl+N") << QByteArray("FilekNovoContato") << 0 << false;
         QTest::newRow("New Project, Ctrl+P") << QByteArray("FilekNovoProjeto") << 1 << false;
         // The menu bar belongs to the application, so its keys work in the other windows too.
         QTest::newRow("Ctrl+N in Preferences") << QByteArray("FilekNovoContato") << 0 << true;

@@ -176,7 +176,6 @@ private slots:
             QTest::newRow(name) << Case{.blank = field, .answers = {}, .shown = {prefs}, .stage = "stopped"};
         QTest::newRow("confirmation refused") << Case{.answers = {false}, .stage = "stopped"};
         QTest::newRow("empty password") << Case{.answers = {true, QString()}, .stage = "stopped"};
-        QTest::newRow("Escape at the first prompt") << Case{.answers = {true, QVariant()}, .stage = "stopped"};
         QTest::newRow("nothing selected, asked last")
             << Case{.selected = {}, .shown = {"Please select one client"}, .stage = "set up"};
         QTest::newRow("one customer") << Case{};

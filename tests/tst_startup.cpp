@@ -4,7 +4,6 @@
 
 #include <QHeaderView>
 #include <QLabel>
-#include <QPushButton>
 
 // Start-up, shutdown and the preferences file, on a real window and database file.
 class TestStartup : public QObject
@@ -150,7 +149,6 @@ private slots:
                      .query("SELECT (SELECT count(*) FROM sqlite_master WHERE type='table'), Label1 FROM Labels"),
             QStringLiteral("6|Important"));
         App* app = program.app();
-        QVERIFY(app->PintaFundo);
         QCOMPARE(app->MailAssunto, QStringLiteral("Nova versão 2.0 — 50% off"));
         QCOMPARE(app->MailMensagem, QStringLiteral("<b>Olá</b> \t tab"));
         QCOMPARE(app->MailServidor, QStringLiteral("smtp.example.com"));

@@ -6,7 +6,6 @@
 #include "rectangle.h"
 #include "wlabels.h"
 
-#include <QApplication>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>

@@ -66,11 +66,7 @@ class TestLabels : public ProgramTest
     }
 
 private slots:
-    void init()
-    {
-        m_home = std::make_unique<TestHome>();
-        w = nullptr;
-    }
+    void init() { m_home = std::make_unique<TestHome>(); }
     // Every test ends with nothing said that it did not take.
     void cleanup() { endProgram(); }
 

@@ -176,10 +176,8 @@ private slots:
             QTest::newRow(name) << Case{.blank = field, .answers = {}, .shown = {prefs}, .stage = "stopped"};
         QTest::newRow("confirmation refused") << Case{.answers = {false}, .stage = "stopped"};
         QTest::newRow("empty password") << Case{.answers = {true, QString()}, .stage = "stopped"};
-        QTest::newRow("Escape at the first prompt") << Case{.answers = {true, QVariant()}, .stage = "stopped"};
         QTest::newRow("nothing selected, asked last")
             << Case{.selected = {}, .shown = {"Please select one client"}, .stage = "set up"};
-        QTest::newRow("one customer") << Case{};
         QTest::newRow("rows 5 then 2 go out as 2 then 5")
             << Case{.emails = {"a0@x", "a1@x", "a2@x", "a3@x", "a4@x", "a5@x"},
                    .selected = {5, 2},

@@ -2,9 +2,9 @@
 #include "emailmessage.h"
 #include "folderitem.h"
 #include "random.h"
+#include "testhome.h"
 #include "text.h"
 
-#include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
@@ -153,10 +153,7 @@ private slots:
         QByteArray bytes(size, Qt::Uninitialized);
         for (char& c : bytes)
             c = char(QRandomGenerator::global()->bounded(256));
-        QFile f(file.NativePath());
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        f.close();
+        TestHome::write(file.NativePath(), bytes);
         EmailAttachment a;
         a.LoadFromFile(&file);
         QCOMPARE(a.Name, QStringLiteral("notes.txt"));
@@ -175,9 +172,7 @@ private slots:
         a.ContentEncoding = QStringLiteral("BASE64");
         const FolderItem copy(dir.filePath("copy.bin"));
         QVERIFY(a.SaveToFile(&copy));
-        QFile c(copy.NativePath());
-        QVERIFY(c.open(QIODevice::ReadOnly));
-        QCOMPARE(c.readAll(), bytes);
+        QCOMPARE(TestHome::read(copy.NativePath()), bytes);
     }
 
     void attachmentEdges()
@@ -192,15 +187,11 @@ private slots:
         QCOMPARE(a.ContentEncoding, QString());
         // Only base64 can be saved; the file is left untouched.
         const FolderItem target(dir.filePath("t"));
-        QFile t(target.NativePath());
-        QVERIFY(t.open(QIODevice::WriteOnly));
-        t.write("old");
-        t.close();
+        TestHome::write(target.NativePath(), "old");
         a.ContentEncoding = QStringLiteral("quoted-printable");
         QVERIFY(!a.SaveToFile(&target));
         QVERIFY(!a.SaveToFile(nullptr));
-        QVERIFY(t.open(QIODevice::ReadOnly));
-        QCOMPARE(t.readAll(), QByteArray("old"));
+        QCOMPARE(TestHome::read(target.NativePath()), QByteArray("old"));
     }
 
     void attachmentParse_data()

@@ -127,20 +127,6 @@ class TestSmtp : public QObject
         m->BodyHTML = QStringLiteral("<p>Hello</p>");
         return m;
     }
-    // Wires the client's events into the timeline.
-    static void record(SMTPSocket& smtp, QStringList& timeline)
-    {
-        smtp.ConnectionEstablished
-            = [&timeline](const QString& g) { timeline << QStringLiteral("E: established ") + g; };
-        smtp.MessageSent = [&timeline](const std::shared_ptr<EmailMessage>& m) {
-            timeline << QStringLiteral("E: sent ") + m->Subject();
-        };
-        smtp.MailSent = [&timeline] { timeline << QStringLiteral("E: mail sent"); };
-        smtp.ServerError = [&timeline](qint32 code, const QString&, const std::shared_ptr<EmailMessage>& m) {
-            timeline << QStringLiteral("E: error %1 %2").arg(code).arg(m ? m->Subject() : QStringLiteral("nil"));
-        };
-        smtp.Error = [&timeline](int code) { timeline << QStringLiteral("E: socket %1").arg(code); };
-    }
     // Waits for the timeline to reach a length, however slow the machine, and then to stay still for a
     // while, so that anything the client should not have done shows up too; a client that never stops
     // talking ends the wait after ten seconds. A short timeline fails the caller's comparison, without
@@ -163,13 +149,29 @@ class TestSmtp : public QObject
         QStringList timeline;
         WatchedSMTP smtp;
         std::list<ScriptedServer> servers; // each lives on with its connection to the end of the test
-        Client() { record(smtp, timeline); }
+        Client()
+        {
+            smtp.ConnectionEstablished
+                = [this](const QString& g) { timeline << QStringLiteral("E: established ") + g; };
+            smtp.MessageSent = [this](const std::shared_ptr<EmailMessage>& m) {
+                timeline << QStringLiteral("E: sent ") + m->Subject();
+            };
+            smtp.MailSent = [this] { timeline << QStringLiteral("E: mail sent"); };
+            smtp.ServerError = [this](qint32 code, const QString&, const std::shared_ptr<EmailMessage>& m) {
+                timeline << QStringLiteral("E: error %1 %2").arg(code).arg(m ? m->Subject() : QStringLiteral("nil"));
+            };
+            smtp.Error = [this](int code) { timeline << QStringLiteral("E: socket %1").arg(code); };
+        }
+        void send(quint16 port)
+        {
+            smtp.Address = QStringLiteral("127.0.0.1");
+            TCPSocket::redirectPort25(port);
+            smtp.SendMail();
+        }
         const ScriptedServer& run(const QStringList& replies, qsizetype atLeast)
         {
             ScriptedServer& server = servers.emplace_back(replies, timeline, smtp);
-            smtp.Address = QStringLiteral("127.0.0.1");
-            TCPSocket::redirectPort25(server.port());
-            smtp.SendMail();
+            send(server.port());
             settle(timeline, atLeast);
             return server;
         }
@@ -338,11 +340,9 @@ private slots:
         const quint16 port = server.start(auth);
         QVERIFY(port > 0);
 
-        QStringList timeline;
-        SMTPSocket smtp;
-        record(smtp, timeline);
-        smtp.Username = user;
-        smtp.Password = QStringLiteral("s3cret é");
+        Client c;
+        c.smtp.Username = user;
+        c.smtp.Password = QStringLiteral("s3cret é");
         // A message with a date of its own, so that its text is known in full.
         const auto makeDated = [] {
             auto m = message({"To One <one@x.test>"}, {"b1@x.test", "b2@x.test"});
@@ -353,13 +353,11 @@ private slots:
         };
         auto dated = makeDated();
         const QString expectedText = makeDated()->Source(); // Source changes the headers: a twin gives the text
-        smtp.Messages << dated;
-        smtp.Address = QStringLiteral("127.0.0.1");
-        TCPSocket::redirectPort25(port);
-        smtp.SendMail();
-        QTRY_VERIFY_WITH_TIMEOUT(timeline.contains(QStringLiteral("E: mail sent")), 15000);
-        QVERIFY2(timeline.filter(QStringLiteral("E: sent")).size() == 1, qPrintable(timeline.join('\n')));
-        QCOMPARE(timeline.filter(QStringLiteral("E: error")), QStringList());
+        c.smtp.Messages << dated;
+        c.send(port);
+        QTRY_VERIFY_WITH_TIMEOUT(c.timeline.contains(QStringLiteral("E: mail sent")), 15000);
+        QVERIFY2(c.timeline.filter(QStringLiteral("E: sent")).size() == 1, qPrintable(c.timeline.join('\n')));
+        QCOMPARE(c.timeline.filter(QStringLiteral("E: error")), QStringList());
         server.stop();
 
         const QJsonObject one = server.message(1);

@@ -197,15 +197,12 @@ void TestAddressBook::readPersons_data()
     QTest::newRow("2.1: a folded line keeps its blank; a second VERSION changes nothing")
         << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")
         << QStringList{QStringLiteral("first=Dick;last=Van Dyke;note=a\tb")};
-    QTest::newRow("only FN, with a particle") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n")
-                                              << QStringList{QStringLiteral("first=Maria;last=da Silva")};
-    QTest::newRow("only FN, last name first") << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Smith, John\nEND:VCARD\n")
-                                              << QStringList{QStringLiteral("first=John;last=Smith")};
-    QTest::newRow("only FN, one word") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:Madonna\nEND:VCARD\n")
-                                       << QStringList{QStringLiteral("first=Madonna")};
-    QTest::newRow("a company, no person's name")
-        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
-        << QStringList{QStringLiteral("org=ACME Corp")};
+    QTest::newRow("only FN: a particle, last name first, one word; a company")
+        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n"
+                      "BEGIN:VCARD\nVERSION:3.0\nFN:Smith, John\nEND:VCARD\n"
+                      "BEGIN:VCARD\nVERSION:4.0\nFN:Madonna\nEND:VCARD\n"
+                      "BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
+        << QStringList{"first=Maria;last=da Silva", "first=John;last=Smith", "first=Madonna", "org=ACME Corp"};
     QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
             + "\nEND:VCARD\n" << QStringList{QStringLiteral("first=Long;last=Line;note=") + QString(174, 'x')};
     QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << QStringList();
@@ -543,8 +540,7 @@ void TestAddressBook::searchComparisons()
     QFETCH(QVariant, query);
     Home home;
     home.write(home.contacts(QStringLiteral("p.vcf")),
-        "BEGIN:VCARD\nVERSION:3.0\nN:Alves;A;;;\nEND:VCARD\nBEGIN:VCARD\nVERSION:3.0\nN:Bento;B;;;\nEND:VCARD\n"
-        "BEGIN:VCARD\nVERSION:3.0\nN:Costa;C;;;\nEND:VCARD\n");
+        vcf("a", "Alves", "A") + vcf("b", "Bento", "B") + vcf("c", "Costa", "C"));
     const auto book = System::AddressBook();
     const auto people = book->Contacts();
     for (qint32 i = 0; i < people.size(); ++i)

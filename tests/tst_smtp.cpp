@@ -4,7 +4,6 @@
 #include "smtpsocket.h"
 #include "text.h"
 
-#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
@@ -279,14 +278,9 @@ private slots:
         QCOMPARE(c.smtp.Port, 25);
         QCOMPARE(c.timeline, expected);
         QCOMPARE(m_unhandled, QStringList());
-        if (c.timeline.contains(QStringLiteral("C: <message> [4]"))) {
+        // The Date the client adds is checked on the campaign's messages (tst_campaign).
+        if (c.timeline.contains(QStringLiteral("C: <message> [4]")))
             QVERIFY(server.messageData.endsWith(QStringLiteral("\r\n<p>Hello</p>\r\n.")));
-            QVERIFY(QRegularExpression(
-                QStringLiteral("(?:^|\r\n)Date: (Sun|Mon|Tue|Wed|Thu|Fri|Sat), \\d{1,2} [A-Z][a-z]{2} "
-                               "\\d{4} \\d\\d:\\d\\d:\\d\\d [+-]\\d{4}\r\n"))
-                        .match(server.messageData)
-                        .hasMatch());
-        }
     }
 
     // An auth plain answered by a prompt has no key left: that failure reaches the last-resort handler.

@@ -24,6 +24,7 @@ public:
     {
         return path(QStringLiteral(".local/share/contacts/") + file);
     }
+    void card(const char* file, const QByteArray& bytes) const { write(contacts(QLatin1String(file)), bytes); }
 };
 
 QString describe(AddressBookContact& c)
@@ -221,7 +222,7 @@ void TestAddressBook::readPersons()
 {
     QFETCH(QByteArray, card);
     Home home;
-    home.write(home.contacts(QStringLiteral("card.vcf")), card);
+    home.card("card.vcf", card);
     const auto book = System::AddressBook();
     QStringList people = describeAll(*book);
     for (QString& p : people)
@@ -303,10 +304,10 @@ void TestAddressBook::saveAndReadAgain()
                                 "X-CUSTOM;X-PARAM=1:keep me\\; as is\r\nEND:VCARD\r\n";
     const QByteArray unterminated = "BEGIN:VCARD\nVERSION:3.0\nN:Aberto;Ivo;;;\n";
     const QByteArray garbage = QByteArray("\x00\x01garbage\xff", 11).repeated(50);
-    home.write(home.contacts(QStringLiteral("existing.vcf")), existing);
-    home.write(home.contacts(QStringLiteral("open.vcf")), unterminated);
-    home.write(home.contacts(QStringLiteral("zz.vcf")), garbage);
-    home.write(home.contacts(QStringLiteral("gone.vcf")), "BEGIN:VCARD\nVERSION:4.0\nFN:Gone Soon\nEND:VCARD\n");
+    home.card("existing.vcf", existing);
+    home.card("open.vcf", unterminated);
+    home.card("zz.vcf", garbage);
+    home.card("gone.vcf", "BEGIN:VCARD\nVERSION:4.0\nFN:Gone Soon\nEND:VCARD\n");
     QString newUid;
     {
         const auto book = System::AddressBook();
@@ -372,8 +373,7 @@ void TestAddressBook::rewriteEachVersion()
 {
     QFETCH(QByteArray, version);
     Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")),
-        "BEGIN:VCARD\r\nVERSION:" + version + "\r\nN:Old;Ana;;;\r\nTEL;TYPE=HOME:1\r\nEND:VCARD\r\n");
+    home.card("p.vcf", "BEGIN:VCARD\r\nVERSION:" + version + "\r\nN:Old;Ana;;;\r\nTEL;TYPE=HOME:1\r\nEND:VCARD\r\n");
     const QString note = QStringLiteral("Zweite Straße; über, alles C:\\new\\, \n") + QString(60, QChar(0x00e9));
     QByteArray photo = "\x89PNG";
     for (int i = 0; i < 300; ++i)
@@ -405,7 +405,7 @@ void TestAddressBook::rewriteEachVersion()
 void TestAddressBook::handlesBalance()
 {
     Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")),
+    home.card("p.vcf",
         "BEGIN:VCARD\nVERSION:3.0\nUID:p1\nN:Lima;Eva;;;\nEMAIL;TYPE=WORK:e@l.br\nTEL;TYPE=CELL:1\n"
         "ADR;TYPE=HOME:;;Rua 1;Recife;PE;50000;Brasil\nBDAY:1980-02-03\nCATEGORIES:VIP\nEND:VCARD\n"
         "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Crew\nMEMBER:urn:uuid:p1\nEND:VCARD\n");
@@ -468,8 +468,7 @@ void TestAddressBook::bridgeValues()
 void TestAddressBook::listEditing()
 {
     Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")),
-        "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEMAIL;TYPE=WORK:w@x\nEND:VCARD\n");
+    home.card("p.vcf", "BEGIN:VCARD\nVERSION:3.0\nN:Doe;Jane;;;\nEMAIL;TYPE=WORK:w@x\nEND:VCARD\n");
     const auto person = System::AddressBook()->Contacts().value(0);
     AddressBookData emails = person->EmailAddresses();
     QCOMPARE(emails.Label(0), QStringLiteral("Work"));
@@ -539,8 +538,7 @@ void TestAddressBook::searchComparisons()
     QFETCH(int, comparison);
     QFETCH(QVariant, query);
     Home home;
-    home.write(home.contacts(QStringLiteral("p.vcf")),
-        vcf("a", "Alves", "A") + vcf("b", "Bento", "B") + vcf("c", "Costa", "C"));
+    home.card("p.vcf", vcf("a", "Alves", "A") + vcf("b", "Bento", "B") + vcf("c", "Costa", "C"));
     const auto book = System::AddressBook();
     const auto people = book->Contacts();
     for (qint32 i = 0; i < people.size(); ++i)
@@ -664,7 +662,7 @@ void TestAddressBook::vdirsyncerLayout()
 void TestAddressBook::evolutionLive()
 {
     Home home;
-    home.write(home.contacts(QStringLiteral("a.vcf")), vcf("u1", "Alves", "Ann", "EMAIL:folder@a.org\n"));
+    home.card("a.vcf", vcf("u1", "Alves", "Ann", "EMAIL:folder@a.org\n"));
     evolution(home,
         "add\n" + vcf("u1", "Alves", "Ann", "EMAIL:eds@a.org\n") + "\nadd\n"
             + vcf("u2", "Berg", "Bo", "EMAIL:bo@b.se\nCATEGORIES:Crew\n") + "\nadd\n" + vcf("u3", "Cruz", "Cy")
@@ -725,7 +723,7 @@ void TestAddressBook::hostileSources()
     QFETCH(QString, path);
     QFETCH(QByteArray, make);
     Home home;
-    home.write(home.contacts(QStringLiteral("a.vcf")), vcf("a", "Alves", "Ann"));
+    home.card("a.vcf", vcf("a", "Alves", "Ann"));
     home.write(home.path(QStringLiteral(".thunderbird/profiles.ini")), "[Profile0]\nIsRelative=1\nPath=p\n");
     const QString file = home.path(path);
     QDir().mkpath(QFileInfo(file).path());

@@ -18,7 +18,7 @@ class TestMailText : public QObject
     // "\n" in a test's text stands for CR LF.
     static QString crlf(QString s) { return s.replace(QStringLiteral("\n"), QStringLiteral("\r\n")); }
 
-    // Runs one operation: "A name value", "S name value", "S# name value n", "D name", "D# name n",
+    // Runs one operation: "A name value", "S name value", "S# name value n", "D# name n",
     // "P text" (the text after "P ", with \n as CR LF).
     static void run(InternetHeaders& h, const QString& op)
     {
@@ -30,8 +30,6 @@ class TestMailText : public QObject
             h.SetHeader(f.value(1), f.value(2));
         else if (cmd == QLatin1String("S#"))
             h.SetHeader(f.value(1), f.value(2), f.value(3).toInt());
-        else if (cmd == QLatin1String("D"))
-            h.Delete(f.value(1));
         else if (cmd == QLatin1String("D#"))
             h.Delete(f.value(1), f.value(2).toInt());
         else if (cmd == QLatin1String("P"))

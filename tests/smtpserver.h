@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QFile>
+#include "testhome.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -46,11 +47,7 @@ public:
     QByteArray wire() const { return read(QStringLiteral("wire.log")); }
 
 private:
-    QByteArray read(const QString& name) const
-    {
-        QFile f(m_out.filePath(name));
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
+    QByteArray read(const QString& name) const { return TestHome::read(m_out.filePath(name)); }
     QTemporaryDir m_out;
     QProcess m_process;
 };

@@ -29,9 +29,9 @@ QByteArray card(int i, QString person)
 void changeOnDisk(const QString& folder, bool khard)
 {
     if (!khard) {
-        TestHome::write(folder + "100000.vcf", card(0, "Ann;Lee;9@x.org;Friends"));
-        QVERIFY(QFile::remove(folder + "100001.vcf"));
-        TestHome::write(folder + "100100.vcf", card(100, "Cy;Doe;c@x.org;Club"));
+        TestHome::write(folder + "+100000.vcf", card(0, "Ann;Lee;9@x.org;Friends"));
+        QVERIFY(QFile::remove(folder + "+100001.vcf"));
+        TestHome::write(folder + "+100100.vcf", card(100, "Cy;Doe;c@x.org;Club"));
         return;
     }
     TestHome::write(qEnvironmentVariable("XDG_CONFIG_HOME") + "/khard/khard.conf",
@@ -120,9 +120,10 @@ private slots:
         QFETCH(QStringList, people);
         QFETCH(QString, lockAt);
         const QString folder = home.path() + "/.local/share/contacts/";
+        // "+" sorts before the UUID khard names a new card's file by, so the card it adds comes last.
         for (qsizetype i = 0; i < people.size() && QDir().mkpath(folder); ++i) {
             if (!people[i].isEmpty())
-                home.write(folder + QString::number(100000 + i) + ".vcf", card(int(i), people[i]));
+                home.write(folder + "+" + QString::number(100000 + i) + ".vcf", card(int(i), people[i]));
         }
         Principal* w = program.window();
         QStringList listed, seen;

@@ -656,6 +656,14 @@ QByteArray formatProperty(const Property& property, Version version, const QByte
         } else {
             while (cut > pos + 1 && ((uchar(line[cut]) & 0xC0) == 0x80 || line[cut - 1] == '\r'))
                 --cut; // nor inside a UTF-8 sequence
+            // A run of carriage returns up to the limit leaves no place before it: the first place after the
+            // run, or no fold at all.
+            if (line[cut - 1] == '\r') {
+                while (cut < line.size() && line[cut - 1] == '\r')
+                    ++cut;
+                if (cut >= line.size())
+                    break;
+            }
         }
         out += QByteArrayView(line).sliced(pos, cut - pos);
         out += qp ? '=' + eol : keepsBlank ? eol : eol + ' ';

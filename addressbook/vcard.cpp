@@ -585,16 +585,18 @@ QByteArray formatProperty(const Property& property, Version version, const QByte
             ascii = ascii && uchar(c) < 0x80;
             breaks = breaks || c == '\n' || c == '\r' || c == '\0';
         }
-        const bool edge = !value.isEmpty() && (value.back() == ' ' || value.back() == '\t');
+        // Any blank the reader trims from the end of a line; the encoding writes the vertical ones itself.
+        const char last = value.isEmpty() ? '\0' : value.back();
+        const bool edge = last == ' ' || last == '\t' || last == '\v' || last == '\f';
         if (!ascii || breaks || edge) {
             params.removeIf([](const Param& p) { return p.name == "ENCODING" || p.name == "CHARSET"; });
             params.append(Param{"ENCODING", {"QUOTED-PRINTABLE"}});
             if (!ascii)
                 params.append(Param{"CHARSET", {"UTF-8"}});
             value = qpEncode(value);
-            if (edge) { // a blank at the end of the line would be lost
+            if (last == ' ' || last == '\t') { // a blank at the end of the line would be lost
                 value.chop(1);
-                value += property.value.back() == ' ' ? "=20" : "=09";
+                value += last == ' ' ? "=20" : "=09";
             }
         }
     } else {

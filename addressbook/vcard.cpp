@@ -585,9 +585,10 @@ QByteArray formatProperty(const Property& property, Version version, const QByte
             ascii = ascii && uchar(c) < 0x80;
             breaks = breaks || c == '\n' || c == '\r' || c == '\0';
         }
-        // Any blank the reader trims from the end of a line; the encoding writes the vertical ones itself.
+        // Any white space the reader trims from the end of a line, as a parameter value above judges it; the
+        // encoding writes all but a blank and a tab itself.
         const char last = value.isEmpty() ? '\0' : value.back();
-        const bool edge = last == ' ' || last == '\t' || last == '\v' || last == '\f';
+        const bool edge = std::isspace(uchar(last));
         if (!ascii || breaks || edge) {
             params.removeIf([](const Param& p) { return p.name == "ENCODING" || p.name == "CHARSET"; });
             params.append(Param{"ENCODING", {"QUOTED-PRINTABLE"}});

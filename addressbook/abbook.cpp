@@ -238,10 +238,17 @@ qint32 createRecord(Kind kind)
 int propertyType(const Book* book, Kind recordKind, const QString& key)
 {
     const bool person = recordKind == Kind::Person;
-    for (const PropertyInfo& p : properties(person)) {
-        if (constantText(p.key) == key)
-            return p.type;
-    }
+    // Hashed once: every value read through the bridge asks for its property's type.
+    static const auto builtIn = [] {
+        std::array<QHash<QString, int>, 2> out;
+        for (bool isPerson : {false, true}) {
+            for (const PropertyInfo& p : properties(isPerson))
+                out[isPerson].insert(constantText(p.key), p.type);
+        }
+        return out;
+    }();
+    if (const auto it = builtIn[person].constFind(key); it != builtIn[person].cend())
+        return *it;
     if (!book)
         return 0;
     return book->customTypes.value(constantText(person ? kPersonRecordType : kGroupRecordType)).value(key);

@@ -44,33 +44,23 @@ int imField(const vcard::Property& p)
 
 int fieldOf(const vcard::Property& p, bool group)
 {
-    if (p.name == "N" || p.name == "FN")
+    // Hashed once: every line of every card of a large book is looked up here.
+    static const QHash<QByteArray, int> byName = [] {
+        QHash<QByteArray, int> h{{"N", FName}, {"FN", FName}, {"ORG", FOrg}, {"UID", FUid}, {"BDAY", FBday},
+            {"REV", FRev}, {"CATEGORIES", FCategories}, {"PHOTO", FPhoto}, {"MEMBER", FMembers},
+            {"X-ADDRESSBOOKSERVER-MEMBER", FMembers}, {"EMAIL", FEmail}, {"TEL", FTel}, {"ADR", FAdr}};
+        for (const TextField& t : kTextFields)
+            h.insert(t.name, t.field);
+        return h;
+    }();
+    const auto it = byName.constFind(p.name);
+    if (it == byName.cend())
+        return imField(p);
+    if (*it == FName)
         return group ? FGroupName : FName;
-    if (p.name == "ORG")
-        return FOrg;
-    if (p.name == "UID")
-        return FUid;
-    if (p.name == "BDAY")
-        return FBday;
-    if (p.name == "REV")
-        return FRev;
-    if (p.name == "CATEGORIES")
-        return FCategories;
-    if (p.name == "PHOTO")
-        return FPhoto;
-    if (isIn(p.name, {"MEMBER", "X-ADDRESSBOOKSERVER-MEMBER"}))
+    if (*it == FMembers)
         return group ? FMembers : -1;
-    for (const TextField& t : kTextFields) {
-        if (p.name == t.name)
-            return t.field;
-    }
-    if (p.name == "EMAIL")
-        return FEmail;
-    if (p.name == "TEL")
-        return FTel;
-    if (p.name == "ADR")
-        return FAdr;
-    return imField(p);
+    return *it;
 }
 
 bool manyLines(int field)

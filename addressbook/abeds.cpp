@@ -15,9 +15,10 @@ namespace {
 QByteArray cardTable(SqliteReader& db)
 {
     QList<QByteArray> tables;
-    db.select("SELECT folder_id FROM folders", [&](const QList<QByteArray>& r) { tables.append(r.value(0)); });
+    db.select("SELECT folder_id FROM folders",
+        [&](const QList<QByteArrayView>& r) { tables.append(r.value(0).toByteArray()); });
     db.select("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY rowid",
-        [&](const QList<QByteArray>& r) { tables.append(r.value(0)); });
+        [&](const QList<QByteArrayView>& r) { tables.append(r.value(0).toByteArray()); });
     for (const QByteArray& t : std::as_const(tables)) {
         const QList<QByteArray> columns = db.columns(t);
         if (columns.contains("uid") && columns.contains("vcard"))
@@ -84,8 +85,8 @@ public:
         QByteArray quoted = table;
         quoted.replace('"', "\"\"");
         const bool ok
-            = db.select(("SELECT vcard FROM \"" + quoted + "\"").constData(), [&](const QList<QByteArray>& r) {
-                  for (const std::shared_ptr<vcard::Card>& card : vcard::parse(r.value(0)).cards) {
+            = db.select(("SELECT vcard FROM \"" + quoted + "\"").constData(), [&](const QList<QByteArrayView>& r) {
+                  for (const std::shared_ptr<vcard::Card>& card : vcard::parse(r.value(0).toByteArray()).cards) {
                       const vcard::Property* list = card->first("X-EVOLUTION-LIST");
                       if (list && list->value.trimmed().toUpper() == "TRUE") {
                           if (auto group = listCard(*card))

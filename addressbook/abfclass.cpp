@@ -333,7 +333,8 @@ qint32 _ABFClass::ABRecordCopyRecordType(qint32 record)
     const Record* r = recordAt(record);
     if (!r)
         return 0;
-    return platform().newString(constantText(r->kind == Kind::Person ? kPersonRecordType : kGroupRecordType), true);
+    // The constant itself: it is never freed, so the caller's release is harmless and no string is made.
+    return table().copyOut(platform().constant(r->kind == Kind::Person ? kPersonRecordType : kGroupRecordType));
 }
 
 qint32 _ABFClass::ABRecordCopyValue(qint32 record, qint32 proprty)

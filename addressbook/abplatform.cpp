@@ -170,12 +170,19 @@ void Table::drop(qint32 first)
 
 QString constantText(Constant c)
 {
-    static const char* const texts[kConstantCount] = {
+    // Made once: every property lookup asks for its key's text, so a large book asks millions of times.
+    static const std::array<QString, kConstantCount> texts = [] {
+        const char* const latin[kConstantCount] = {
 #define AB_TEXT(name, text) text,
-        AB_CONSTANTS(AB_TEXT)
+            AB_CONSTANTS(AB_TEXT)
 #undef AB_TEXT
-    };
-    return QString::fromLatin1(texts[c]);
+        };
+        std::array<QString, kConstantCount> out;
+        for (int i = 0; i < kConstantCount; ++i)
+            out[size_t(i)] = QString::fromLatin1(latin[i]);
+        return out;
+    }();
+    return texts[size_t(c)];
 }
 
 Platform::Platform()

@@ -146,7 +146,7 @@ SqliteReader::~SqliteReader()
     sqlite3_close_v2(m_db);
 }
 
-bool SqliteReader::select(const char* sql, const std::function<void(const QList<QByteArray>&)>& row)
+bool SqliteReader::select(const char* sql, const std::function<void(const QList<QByteArrayView>&)>& row)
 {
     if (!m_db)
         return false;
@@ -156,12 +156,12 @@ bool SqliteReader::select(const char* sql, const std::function<void(const QList<
         return false;
     }
     const int n = sqlite3_column_count(stmt);
-    QList<QByteArray> values(n);
+    QList<QByteArrayView> values(n);
     int rc;
     while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
         for (int i = 0; i < n; ++i) {
             const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, i));
-            values[i] = QByteArray(text, sqlite3_column_bytes(stmt, i));
+            values[i] = QByteArrayView(text, sqlite3_column_bytes(stmt, i));
         }
         row(values);
     }
@@ -175,7 +175,7 @@ QList<QByteArray> SqliteReader::columns(const QByteArray& table)
     QByteArray quoted = table;
     quoted.replace('"', "\"\"");
     select(("PRAGMA table_info(\"" + quoted + "\")").constData(),
-        [&](const QList<QByteArray>& r) { out.append(r.value(1).toLower()); });
+        [&](const QList<QByteArrayView>& r) { out.append(r.value(1).toByteArray().toLower()); });
     return out;
 }
 

@@ -66,8 +66,9 @@ public:
     SqliteReader(const SqliteReader&) = delete;
     SqliteReader& operator=(const SqliteReader&) = delete;
     bool ok() const { return m_db != nullptr; }
-    // False when the statement fails (a missing table or column, a lock, a damaged file).
-    bool select(const char* sql, const std::function<void(const QList<QByteArray>&)>& row);
+    // False when the statement fails (a missing table or column, a lock, a damaged file). The columns
+    // handed to the callback are valid until it returns.
+    bool select(const char* sql, const std::function<void(const QList<QByteArrayView>&)>& row);
     // The columns of a table, lower case; empty for no such table.
     QList<QByteArray> columns(const QByteArray& table);
 

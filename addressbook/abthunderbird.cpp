@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <array>
+#include <optional>
 
 // Thunderbird's local address books: abook.sqlite and abook-N.sqlite in each profile that
 // ~/.thunderbird/profiles.ini names (history.sqlite holds collected addresses, not the user's book).
@@ -53,33 +55,44 @@ QByteArray escaped(const QByteArray& value)
     return vcard::escapeText(QString::fromUtf8(value), vcard::Version::V30);
 }
 
-// A card made of the named fields of a card that has no _vCard.
-QByteArray namedCard(const QByteArray& uid, const QHash<QByteArray, QByteArray>& f)
+// The properties of a card that make its vCard; the rest are not read.
+enum NamedField { VCardText, FirstName, LastName, DisplayName, PrimaryEmail, SecondEmail, NamedFieldCount };
+constexpr QByteArrayView kFieldNames[NamedFieldCount]
+    = {"_vCard", "FirstName", "LastName", "DisplayName", "PrimaryEmail", "SecondEmail"};
+
+struct CardFields
 {
-    QByteArray text = "BEGIN:VCARD\r\nVERSION:3.0\r\nUID:" + escaped(uid) + "\r\nN:" + escaped(f.value("LastName"))
-        + ';' + escaped(f.value("FirstName")) + ";;;\r\n";
-    if (f.contains("DisplayName"))
-        text += "FN:" + escaped(f.value("DisplayName")) + "\r\n";
-    for (const char* mail : {"PrimaryEmail", "SecondEmail"}) {
-        if (!f.value(mail).isEmpty())
-            text += "EMAIL;TYPE=INTERNET:" + escaped(f.value(mail)) + "\r\n";
+    QByteArray uid;
+    std::array<std::optional<QByteArray>, NamedFieldCount> fields;
+    QByteArray value(NamedField f) const { return fields[f].value_or(QByteArray()); }
+};
+
+// A card made of the named fields of a card that has no _vCard.
+QByteArray namedCard(const CardFields& c)
+{
+    QByteArray text = "BEGIN:VCARD\r\nVERSION:3.0\r\nUID:" + escaped(c.uid) + "\r\nN:" + escaped(c.value(LastName))
+        + ';' + escaped(c.value(FirstName)) + ";;;\r\n";
+    if (c.fields[DisplayName])
+        text += "FN:" + escaped(c.value(DisplayName)) + "\r\n";
+    for (NamedField mail : {PrimaryEmail, SecondEmail}) {
+        if (!c.value(mail).isEmpty())
+            text += "EMAIL;TYPE=INTERNET:" + escaped(c.value(mail)) + "\r\n";
     }
     return text + "END:VCARD\r\n";
 }
 
 // The card's own vCard, with the card's key as its UID when it names none: lists name their
 // members by that key.
-std::shared_ptr<vcard::Card> cardOf(const QByteArray& uid, const QHash<QByteArray, QByteArray>& f)
+std::shared_ptr<vcard::Card> cardOf(const CardFields& c)
 {
-    const auto it = f.find("_vCard");
-    if (it == f.end())
-        return vcard::parse(namedCard(uid, f)).cards.value(0);
-    auto card = vcard::parse(*it).cards.value(0);
+    if (!c.fields[VCardText])
+        return vcard::parse(namedCard(c)).cards.value(0);
+    auto card = vcard::parse(*c.fields[VCardText]).cards.value(0);
     if (!card || card->first("UID"))
         return card;
-    QByteArray text = *it;
+    QByteArray text = *c.fields[VCardText];
     const qsizetype eol = text.indexOf('\n');
-    text.insert(eol < 0 ? text.size() : eol + 1, "UID:" + escaped(uid) + "\r\n");
+    text.insert(eol < 0 ? text.size() : eol + 1, "UID:" + escaped(c.uid) + "\r\n");
     return vcard::parse(text).cards.value(0);
 }
 
@@ -115,32 +128,41 @@ public:
         const QList<QByteArray> columns = db.columns("properties");
         if (!columns.contains("card") || !columns.contains("name") || !columns.contains("value"))
             return std::nullopt;
-        QList<QByteArray> order;
-        QHash<QByteArray, QHash<QByteArray, QByteArray>> fields;
-        if (!db.select("SELECT card, name, value FROM properties", [&](const QList<QByteArray>& r) {
-                auto it = fields.find(r[0]);
-                if (it == fields.end()) {
-                    order.append(r[0]);
-                    it = fields.insert(r[0], {});
+        QList<CardFields> cards; // in the order of their first row
+        QHash<QByteArray, qsizetype> at;
+        qsizetype current = -1;
+        if (!db.select("SELECT card, name, value FROM properties", [&](const QList<QByteArrayView>& r) {
+                // The rows of one card usually follow each other: the hash is asked only when the card changes.
+                if (current < 0 || cards[current].uid != r[0]) {
+                    const QByteArray uid = r[0].toByteArray();
+                    auto it = at.constFind(uid);
+                    if (it == at.cend()) {
+                        it = at.insert(uid, cards.size());
+                        cards.append({uid, {}});
+                    }
+                    current = *it;
                 }
-                it->insert(r[1], r[2]);
+                const auto name = std::find(std::begin(kFieldNames), std::end(kFieldNames), r[1]);
+                if (name != std::end(kFieldNames))
+                    cards[current].fields[size_t(name - std::begin(kFieldNames))] = r[2].toByteArray();
             }))
             return std::nullopt;
         vcard::File file;
         file.clean = false; // never written
-        for (const QByteArray& uid : std::as_const(order)) {
-            if (auto card = cardOf(uid, fields.value(uid)))
+        for (const CardFields& c : std::as_const(cards)) {
+            if (auto card = cardOf(c))
                 file.cards.append(card);
         }
         QList<QByteArray> lists;
         QHash<QByteArray, QByteArray> lines;
-        db.select("SELECT uid, name FROM lists", [&](const QList<QByteArray>& r) {
-            lists.append(r[0]);
-            lines.insert(r[0], "UID:" + escaped(r[0]) + "\r\nFN:" + escaped(r[1]) + "\r\n");
+        db.select("SELECT uid, name FROM lists", [&](const QList<QByteArrayView>& r) {
+            lists.append(r[0].toByteArray());
+            lines.insert(
+                lists.last(), "UID:" + escaped(lists.last()) + "\r\nFN:" + escaped(r[1].toByteArray()) + "\r\n");
         });
-        db.select("SELECT list, card FROM list_cards", [&](const QList<QByteArray>& r) {
-            if (lines.contains(r[0]))
-                lines[r[0]] += "X-ADDRESSBOOKSERVER-MEMBER:urn:uuid:" + escaped(r[1]) + "\r\n";
+        db.select("SELECT list, card FROM list_cards", [&](const QList<QByteArrayView>& r) {
+            if (auto it = lines.find(r[0].toByteArray()); it != lines.end())
+                *it += "X-ADDRESSBOOKSERVER-MEMBER:urn:uuid:" + escaped(r[1].toByteArray()) + "\r\n";
         });
         for (const QByteArray& list : std::as_const(lists)) {
             const QByteArray text = "BEGIN:VCARD\r\nVERSION:3.0\r\nX-ADDRESSBOOKSERVER-KIND:group\r\n"

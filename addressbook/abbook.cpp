@@ -66,6 +66,7 @@ void resolveMembers(Book& book)
 {
     Platform& P = platform();
     QHash<QString, qint32> byUid;
+    byUid.reserve(book.people.size() + book.groups.size());
     for (const QList<qint32>* list : {&book.people, &book.groups}) {
         for (qint32 h : *list) {
             const auto* r = static_cast<const Record*>(P.table.get(h));
@@ -111,6 +112,11 @@ void compose(Book& book)
     }
     QList<qint32> people, groups;
     QHash<QString, const FileRecord*> uidFile;
+    qsizetype records = 0;
+    for (const auto& file : book.files)
+        records += file->records.size();
+    uidFile.reserve(records);
+    held.reserve(held.size() + records);
     QSet<qint32> categoryUsed;
     for (const auto& file : book.files) {
         for (qint32 h : std::as_const(file->records)) {
@@ -155,7 +161,9 @@ void compose(Book& book)
     }
     book.people = people;
     book.groups = groups;
-    QSet<qint32> listed(people.cbegin(), people.cend());
+    QSet<qint32> listed;
+    listed.reserve(people.size() + groups.size());
+    listed.unite(QSet<qint32>(people.cbegin(), people.cend()));
     listed.unite(QSet<qint32>(groups.cbegin(), groups.cend()));
     book.retired.clear();
     for (qint32 h : std::as_const(held)) {

@@ -2,6 +2,7 @@
 
 #include <QSet>
 #include <QUuid>
+#include <algorithm>
 #include <optional>
 
 // Card to record: how the lines of a card become a record's properties.
@@ -9,15 +10,6 @@ namespace abplatform {
 namespace {
 
 using vcard::Version;
-
-bool isIn(const QByteArray& name, std::initializer_list<const char*> names)
-{
-    for (const char* n : names) {
-        if (name == n)
-            return true;
-    }
-    return false;
-}
 
 int imField(const vcard::Property& p)
 {
@@ -138,8 +130,31 @@ QTime clockOf(const QString& clock)
     return QTime::fromString(clock, QStringLiteral("HHmmss"));
 }
 
+// 2026-11-25T09:24:47Z and 20261125T092447Z, as Evolution and most writers stamp REV, read without
+// making the pieces the general reading below makes.
+std::optional<double> stampDate(QStringView t)
+{
+    const bool extended = t.size() == 20;
+    if (!(extended || t.size() == 16) || t.back() != u'Z' || t[extended ? 10 : 8] != u'T')
+        return std::nullopt;
+    if (extended && (t[4] != u'-' || t[7] != u'-' || t[13] != u':' || t[16] != u':'))
+        return std::nullopt;
+    const int step = extended ? 1 : 0;
+    const int y = digitsAt(t, 0, 4), mo = digitsAt(t, 4 + step, 2), d = digitsAt(t, 6 + 2 * step, 2);
+    const qsizetype clock = extended ? 11 : 9;
+    const int h = digitsAt(t, clock, 2), mi = digitsAt(t, clock + 2 + step, 2),
+              sec = digitsAt(t, clock + 4 + 2 * step, 2);
+    const QDate day(y, mo, d);
+    const QTime time(h, mi, sec);
+    if (y < 0 || mo < 0 || d < 0 || h < 0 || mi < 0 || sec < 0 || !day.isValid() || !time.isValid())
+        return std::nullopt;
+    return secondsSince2001(QDateTime(day, time, Qt::UTC));
+}
+
 std::optional<double> parseDate(const QString& text)
 {
+    if (const auto stamp = stampDate(QStringView(text).trimmed()))
+        return stamp;
     const QString t = text.trimmed();
     QDate d;
     QTime time(0, 0);
@@ -405,7 +420,9 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
 bool isGroupCard(const vcard::Card& card)
 {
     for (const vcard::Property& p : card.props) {
-        if (isIn(p.name, {"KIND", "X-ADDRESSBOOKSERVER-KIND", "X-KIND"}) && p.value.trimmed().toLower() == "group")
+        static const QByteArray kinds[] = {"KIND", "X-ADDRESSBOOKSERVER-KIND", "X-KIND"};
+        if (std::find(std::begin(kinds), std::end(kinds), p.name) != std::end(kinds)
+            && p.value.trimmed().toLower() == "group")
             return true;
     }
     return false;

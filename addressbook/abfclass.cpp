@@ -25,6 +25,11 @@ Book* sharedBook()
 
 Kind recordKindOf(qint32 recordType)
 {
+    // The constants themselves, as ABRecordCopyRecordType gives them, are known without their text.
+    if (recordType == platform().constant(kPersonRecordType))
+        return Kind::Person;
+    if (recordType == platform().constant(kGroupRecordType))
+        return Kind::Group;
     const QString t = textOf(recordType);
     if (t == constantText(kPersonRecordType))
         return Kind::Person;

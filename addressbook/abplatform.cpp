@@ -4,8 +4,9 @@ namespace abplatform {
 
 qint32 Record::get(const QString& key) const
 {
+    // Keys are nearly always the shared texts of the constants, found by their address alone.
     for (const auto& [k, v] : values) {
-        if (k == key)
+        if (k.size() == key.size() && (k.constData() == key.constData() || k == key))
             return v;
     }
     return 0;

@@ -119,6 +119,21 @@ private:
     QHash<QByteArray, qsizetype> m_index;
 };
 
+// The upper-case form of a name. The common ones are shared, so that reading a large book does not
+// make a copy of "EMAIL" or "TYPE" for every line.
+QByteArray upperName(QByteArrayView name)
+{
+    static const QByteArray common[] = {"BEGIN", "VERSION", "N", "FN", "UID", "EMAIL", "TEL", "ADR", "ORG", "TITLE",
+        "NOTE", "URL", "BDAY", "REV", "PHOTO", "CATEGORIES", "NICKNAME", "PRODID", "IMPP", "KIND", "MEMBER",
+        "X-ABLABEL", "TYPE", "ENCODING", "CHARSET", "PREF", "VALUE", "X-EVOLUTION-UI-SLOT", "X-EVOLUTION-FILE-AS",
+        "X-EVOLUTION-LIST", "X-ADDRESSBOOKSERVER-KIND", "X-ADDRESSBOOKSERVER-MEMBER"};
+    for (const QByteArray& c : common) {
+        if (c.size() == name.size() && qstrnicmp(c.constData(), name.data(), size_t(c.size())) == 0)
+            return c;
+    }
+    return name.toByteArray().toUpper();
+}
+
 void parseParam(QByteArrayView text, Property& p, Version version, ParamIndex& index)
 {
     const qsizetype eq = text.indexOf('=');
@@ -131,7 +146,7 @@ void parseParam(QByteArrayView text, Property& p, Version version, ParamIndex& i
         index.add(p, encoding ? QByteArrayLiteral("ENCODING") : QByteArrayLiteral("TYPE"), bare);
         return;
     }
-    const QByteArray name = text.first(eq).trimmed().toByteArray().toUpper();
+    const QByteArray name = upperName(text.first(eq).trimmed());
     const QByteArrayView values = text.sliced(eq + 1);
     qsizetype start = 0;
     bool quoted = false;
@@ -159,7 +174,7 @@ bool parseProperty(QByteArrayView content, Property& p, Version version)
     const QByteArrayView full = content.first(i).trimmed();
     const qsizetype dot = full.lastIndexOf('.');
     p.group = dot < 0 ? QByteArray() : full.first(dot).toByteArray();
-    p.name = full.sliced(dot + 1).toByteArray().toUpper();
+    p.name = upperName(full.sliced(dot + 1));
     if (p.name.isEmpty())
         return false;
     ParamIndex index;
@@ -245,16 +260,17 @@ public:
             if (contentEnd > pos && d[contentEnd - 1] == '\r')
                 --contentEnd;
             const QByteArrayView line(d + pos, contentEnd - pos);
-            if (m_logicalStart >= 0 && m_logical.endsWith('=') && quotedPrintable()) {
-                m_logical.chop(1); // a soft line break
+            if (m_logicalStart >= 0 && logical().endsWith('=') && quotedPrintable()) {
+                unfold().chop(1); // a soft line break
                 m_logical.append(line);
             } else if (m_logicalStart >= 0 && !line.isEmpty() && (line[0] == ' ' || line[0] == '\t')) {
                 // 2.1 folds before a blank that belongs to the text; 3.0 and 4.0 insert the blank.
-                m_logical.append(m_card && m_card->version == Version::V21 ? line : line.sliced(1));
+                unfold().append(m_card && m_card->version == Version::V21 ? line : line.sliced(1));
             } else {
                 finishLogical(pos);
                 m_logicalStart = pos;
-                m_logical = line.toByteArray();
+                m_line = line;
+                m_folded = false;
             }
             pos = nl ? lineEnd + 1 : n;
         }
@@ -276,14 +292,27 @@ public:
     }
 
 private:
+    // The logical line so far: a view of the data until a continuation makes it a copy of its own, since
+    // most lines are not folded.
+    QByteArrayView logical() const { return m_folded ? QByteArrayView(m_logical) : m_line; }
+    QByteArray& unfold()
+    {
+        if (!m_folded) {
+            m_logical = m_line.toByteArray();
+            m_folded = true;
+        }
+        return m_logical;
+    }
+
     // Decided by the same parameters that decode the value, once the name and parameters have ended
     // with their ':'. The look resumes where it stopped, so that a long head folded over many lines stays
     // linear.
     bool quotedPrintable()
     {
         if (m_qp == 0) {
-            for (; m_scan < m_logical.size(); ++m_scan) {
-                const char c = m_logical[m_scan];
+            const QByteArrayView text = logical();
+            for (; m_scan < text.size(); ++m_scan) {
+                const char c = text[m_scan];
                 if (m_inParams && c == '"')
                     m_quoted = !m_quoted;
                 else if (!m_quoted && c == ';')
@@ -291,10 +320,10 @@ private:
                 else if (!m_quoted && c == ':')
                     break;
             }
-            if (m_scan >= m_logical.size())
+            if (m_scan >= text.size())
                 return false;
             Property p;
-            const QByteArrayView head = QByteArrayView(m_logical).first(m_scan + 1).trimmed();
+            const QByteArrayView head = text.first(m_scan + 1).trimmed();
             m_qp = parseProperty(head, p, Version::V30) && isQuotedPrintable(p.params) ? 1 : 2;
         }
         return m_qp == 1;
@@ -304,7 +333,7 @@ private:
     {
         if (m_logicalStart < 0)
             return;
-        handle(QByteArrayView(m_logical).trimmed(), m_logicalStart, end);
+        handle(logical().trimmed(), m_logicalStart, end);
         m_logicalStart = -1;
         m_qp = 0;
         m_scan = 0;
@@ -368,7 +397,9 @@ private:
     std::shared_ptr<Card> m_card;
     qsizetype m_cardStart = 0;
     qsizetype m_gapStart = 0;
-    QByteArray m_logical;
+    QByteArrayView m_line; // the logical line while it is one line of the data
+    QByteArray m_logical; // the logical line once folded
+    bool m_folded = false;
     qsizetype m_logicalStart = -1;
     int m_qp = 0; // whether the logical line is quoted-printable: 0 not yet known, 1 yes, 2 no
     bool m_versioned = false; // the card's VERSION has been read

@@ -146,6 +146,8 @@ class TestAddressBook : public QObject
 private slots:
     void readPersons_data();
     void readPersons();
+    void revisionDates_data();
+    void revisionDates();
     void realWriters();
     void find();
     void saveAndReadAgain();
@@ -228,6 +230,31 @@ void TestAddressBook::readPersons()
     for (QString& p : people)
         p.truncate(200);
     QTEST(people, "expected");
+}
+
+// REV as Evolution and most writers stamp it, and the forms that must fall back to the general reading.
+void TestAddressBook::revisionDates_data()
+{
+    QTest::addColumn<QByteArray>("rev");
+    QTest::addColumn<QString>("utc"); // empty: no date
+    QTest::newRow("extended") << QByteArray(" 2026-11-25T09:24:47Z") << "2026-11-25T09:24:47Z";
+    QTest::newRow("basic") << QByteArray("20261125T092447Z") << "2026-11-25T09:24:47Z";
+    QTest::newRow("hour 25: the day at midnight") << QByteArray("2026-11-25T25:24:47Z") << "2026-11-25T00:00:00Z";
+    QTest::newRow("no such day") << QByteArray("2026-02-30T09:24:47Z") << "";
+    QTest::newRow("minutes only") << QByteArray("2026-11-25T09:24Z") << "2026-11-25T09:24:00Z";
+}
+
+void TestAddressBook::revisionDates()
+{
+    QFETCH(QByteArray, rev);
+    Home home;
+    home.card("card.vcf", "BEGIN:VCARD\nVERSION:3.0\nFN:A B\nREV:" + rev + "\nEND:VCARD\n");
+    const Variant date
+        = System::AddressBook()->Contacts().value(0)->_InternalValue(_ABC().kABModificationDateProperty());
+    QTEST(date.IsNull()
+            ? QString()
+            : QDateTime::fromSecsSinceEpoch(qint64(date.DateValue().TotalSeconds()), Qt::UTC).toString(Qt::ISODate),
+        "utc");
 }
 
 // Cards written by khard and by Python's vobject, in two collections named by khard's configuration.

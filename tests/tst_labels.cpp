@@ -113,6 +113,7 @@ private slots:
         QCOMPARE(w->ContextualMenu1->rows(), titles);
         QCOMPARE(QStringList({w->tLabel1, w->tLabel2, w->tLabel3, w->tLabel4, w->tLabel5}), titles);
         QCOMPARE(w->cLabel1, colour1);
+        QCOMPARE(w->cLabel2, QColor(230, 232, 1));
         QCOMPARE(q("SELECT count(*) FROM Labels WHERE id <> 1"), QStringLiteral("0"));
     }
 

@@ -73,8 +73,7 @@ void add(bool customer, const QString& name)
 
 void work(quint32 seed)
 {
-    const QString integrity
-        = App::Instance()->tvDB->SQLSelect(QStringLiteral("PRAGMA integrity_check"))->IdxField(1).StringValue();
+    const QString integrity = App::Instance()->tvDB->SQLSelect("PRAGMA integrity_check")->IdxField(1).StringValue();
     say(QStringLiteral("integrity ") + integrity);
     for (Listbox* list : {w->Contatos, w->Projetos}) {
         for (int r = 0; r < list->ListCount(); ++r)

@@ -10,53 +10,9 @@
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QFile>
 #include <QTest>
 #include <functional>
 #include <memory>
-#include <sqlite3.h>
-
-// Runs SQL on the database file through a connection of its own, as another program would.
-class Sql
-{
-public:
-    explicit Sql(const QString& path)
-    {
-        sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr);
-    }
-    ~Sql() { sqlite3_close(m_db); }
-    // Rows joined by newlines, fields by '|'; NULL shows as <null>.
-    QString query(const QString& sql) const
-    {
-        sqlite3_stmt* st = nullptr;
-        if (sqlite3_prepare_v2(m_db, sql.toUtf8().constData(), -1, &st, nullptr) != SQLITE_OK)
-            return QStringLiteral("<error: %1>").arg(QString::fromUtf8(sqlite3_errmsg(m_db)));
-        QStringList rows;
-        while (sqlite3_step(st) == SQLITE_ROW) {
-            QStringList fields;
-            for (int i = 0; i < sqlite3_column_count(st); ++i) {
-                fields << (sqlite3_column_type(st, i) == SQLITE_NULL
-                        ? QStringLiteral("<null>")
-                        : QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i))));
-            }
-            rows << fields.join(QLatin1Char('|'));
-        }
-        sqlite3_finalize(st);
-        return rows.join(QLatin1Char('\n'));
-    }
-    // A statement that fails fails the test: a seed that did not go in must not pass unnoticed.
-    void exec(const QString& sql) const
-    {
-        char* error = nullptr;
-        if (sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, &error) != SQLITE_OK)
-            QTest::qFail(qPrintable(sql + QStringLiteral(": ") + QString::fromUtf8(error ? error : "no database")),
-                __FILE__, __LINE__);
-        sqlite3_free(error);
-    }
-
-private:
-    sqlite3* m_db = nullptr;
-};
 
 // One run of the program inside the test process: App, the main window, and its closing.
 class Program

@@ -18,8 +18,7 @@ public:
     // auth: none, login or plain; login: the one user name it accepts. Zero when it did not start.
     quint16 start(const QString& auth, const QString& login = QStringLiteral("alice"))
     {
-        m_process.start(QStringLiteral("/usr/bin/python3"),
-            {QStringLiteral("-W"), QStringLiteral("ignore"), QStringLiteral(SMTP_SERVER), auth, m_out.path(), login});
+        m_process.start("/usr/bin/python3", {"-W", "ignore", QStringLiteral(SMTP_SERVER), auth, m_out.path(), login});
         if (!m_process.waitForReadyRead(15000))
             return 0;
         return quint16(m_process.readLine().trimmed().toUInt());
@@ -34,10 +33,7 @@ public:
     }
 
     // The n-th accepted message, from 1: "from", "rcpt" and "data" (base64).
-    QJsonObject message(int n) const
-    {
-        return QJsonDocument::fromJson(read(QStringLiteral("%1.json").arg(n))).object();
-    }
+    QJsonObject message(int n) const { return QJsonDocument::fromJson(read(QString("%1.json").arg(n))).object(); }
     static QByteArray data(const QJsonObject& message)
     {
         return QByteArray::fromBase64(message.value(QStringLiteral("data")).toString().toLatin1());

@@ -20,10 +20,7 @@ class Home : public TestHome
 public:
     Home() { resetAddressBookForTesting(); }
     ~Home() { resetAddressBookForTesting(); }
-    QString contacts(const QString& file = QString()) const
-    {
-        return path(QStringLiteral(".local/share/contacts/") + file);
-    }
+    QString contacts(const QString& file = QString()) const { return path(".local/share/contacts/" + file); }
     void card(const char* file, const QByteArray& bytes) const { write(contacts(QLatin1String(file)), bytes); }
 };
 
@@ -53,9 +50,7 @@ QString describe(AddressBookContact& c)
     single("note", c.Note());
     if (const Variant b = c.Birthday().Value(0); !b.IsNull()) {
         const QDateTime moment = QDateTime::fromSecsSinceEpoch(qint64(b.DateValue().TotalSeconds()));
-        out << QStringLiteral("bday=")
-                + moment.toString(moment.time() == QTime(0, 0) ? QStringLiteral("yyyy-MM-dd")
-                                                               : QStringLiteral("yyyy-MM-ddTHH:mm:ss"));
+        out << "bday=" + moment.toString(moment.time() == QTime(0, 0) ? "yyyy-MM-dd" : "yyyy-MM-ddTHH:mm:ss");
     }
     list("email", c.EmailAddresses());
     list("tel", c.PhoneNumbers());
@@ -79,13 +74,10 @@ QStringList describeAll(AddressBook& book)
 // GNOME's book, changed by Evolution Data Server itself (the blocks of eds_book.py).
 void evolution(const Home& home, const QByteArray& blocks)
 {
-    QDir().mkpath(home.path(QStringLiteral("run")));
-    QFile::setPermissions(home.path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QDir().mkdir(home.path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     qputenv("XDG_CACHE_HOME", home.path(QStringLiteral(".cache")).toUtf8());
     qputenv("XDG_RUNTIME_DIR", home.path(QStringLiteral("run")).toUtf8());
-    QCOMPARE(run(QStringLiteral("dbus-run-session"),
-                 {QStringLiteral("--"), QStringLiteral("/usr/bin/python3"), EDS_BOOK}, blocks),
-        QString());
+    QCOMPARE(run("dbus-run-session", {"--", "/usr/bin/python3", EDS_BOOK}, blocks), QString());
 }
 
 // A Thunderbird profile whose abook.sqlite is the empty book Thunderbird 153 made (thunderbird --headless
@@ -95,20 +87,15 @@ void evolution(const Home& home, const QByteArray& blocks)
 void thunderbird(const Home& home, const QByteArray& sql, bool wal)
 {
     const QString dir = home.path(QStringLiteral(".thunderbird/p"));
-    home.write(
-        home.path(QStringLiteral(".thunderbird/profiles.ini")), "[Profile0]\nName=default\nIsRelative=1\nPath=p\n");
+    home.write(home.path(".thunderbird/profiles.ini"), "[Profile0]\nName=default\nIsRelative=1\nPath=p\n");
     QVERIFY(QDir().mkpath(dir) && QFile::copy(QStringLiteral(THUNDERBIRD_BOOK), dir + QLatin1String("/fill.sqlite")));
     QFile::setPermissions(dir + QLatin1String("/fill.sqlite"), QFile::ReadOwner | QFile::WriteOwner);
-    QCOMPARE(run(QStringLiteral("/usr/bin/python3"),
-                 {QStringLiteral("-c"),
-                     QStringLiteral("import shutil, sqlite3, sys\nd, wal = sys.argv[1], sys.argv[2] == '1'\n"
-                                    "c = sqlite3.connect(d + '/fill.sqlite')\nc.executescript(sys.stdin.read())\n"
-                                    "for s in ('', '-wal', '-shm') if wal else ():\n"
-                                    "    shutil.copy(d + '/fill.sqlite' + s, d + '/abook.sqlite' + s)\n"
-                                    "c.close()\nif not wal: shutil.copy(d + '/fill.sqlite', d + '/abook.sqlite')\n"),
-                     dir, QString::number(wal)},
-                 sql),
-        QString());
+    const char* fill = "import shutil, sqlite3, sys\nd, wal = sys.argv[1], sys.argv[2] == '1'\n"
+                       "c = sqlite3.connect(d + '/fill.sqlite')\nc.executescript(sys.stdin.read())\n"
+                       "for s in ('', '-wal', '-shm') if wal else ():\n"
+                       "    shutil.copy(d + '/fill.sqlite' + s, d + '/abook.sqlite' + s)\n"
+                       "c.close()\nif not wal: shutil.copy(d + '/fill.sqlite', d + '/abook.sqlite')\n";
+    QCOMPARE(run("/usr/bin/python3", {"-c", fill, dir, QString::number(wal)}, sql), QString());
     QCOMPARE(QFileInfo::exists(dir + QLatin1String("/abook.sqlite-wal")), wal);
 }
 
@@ -265,22 +252,15 @@ void TestAddressBook::realWriters()
         "[addressbooks]\n[[mine]]\npath = ~/books/khard/\n[[synced]]\npath = \"~/books/py\"\n[general]\ndebug = no\n");
     QDir().mkpath(home.path(QStringLiteral("books/khard")));
     QDir().mkpath(home.path(QStringLiteral("books/py")));
-    const struct
-    {
-        const char* version;
-        QByteArray yaml;
-    } made[] = {{"3.0",
-                    "First name : Zoë\nLast name : Ångström\nEmail :\n    work : zoe@work.example\n"
-                    "Phone :\n    cell : +49 170 1234\nOrganisation : Café Ltd\n"},
-        {"4.0",
-            "First name : José\nLast name : Núñez\nEmail :\n    home : jose@casa.example\n"
-            "Phone :\n    home : +34 91 555\n"}};
-    for (const auto& m : made)
-        QVERIFY(!run(QStringLiteral("khard"),
-            {QStringLiteral("new"), QStringLiteral("-a"), QStringLiteral("mine"), QStringLiteral("--vcard-version"),
-                QLatin1String(m.version)},
-            m.yaml)
-                     .startsWith(QLatin1String("failed")));
+    const std::pair<QString, QByteArray> made[]
+        = {{"3.0",
+               "First name : Zoë\nLast name : Ångström\nEmail :\n    work : zoe@work.example\n"
+               "Phone :\n    cell : +49 170 1234\nOrganisation : Café Ltd\n"},
+            {"4.0",
+                "First name : José\nLast name : Núñez\nEmail :\n    home : jose@casa.example\n"
+                "Phone :\n    home : +34 91 555\n"}};
+    for (const auto& [version, yaml] : made)
+        QVERIFY(!run("khard", {"new", "-a", "mine", "--vcard-version", version}, yaml).startsWith("failed"));
     const QString script
         = QStringLiteral("import sys, vobject\n"
                          "for version, given, family, mails in (('3.0', 'Jürgen', 'Müller', ['j@w.de', 'j@home.de']),\n"
@@ -293,14 +273,12 @@ void TestAddressBook::realWriters()
                          "        e = c.add('email'); e.value = m; e.type_param = 'WORK'\n"
                          "    c.add('note').value = 'long note, with; commas ' * 5\n"
                          "    open(sys.argv[1] + '/' + family + '.vcf', 'w').write(c.serialize())\n");
-    QCOMPARE(
-        run(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script, home.path(QStringLiteral("books/py"))}),
-        QString());
+    QCOMPARE(run("/usr/bin/python3", {"-c", script, home.path("books/py")}), QString());
     QStringList people = walk(*System::AddressBook());
     people.sort();
     QCOMPARE(people,
-        (QStringList{QStringLiteral("Ana Silva ana@a.pt"), QStringLiteral("José Núñez jose@casa.example"),
-            QStringLiteral("Jürgen Müller j@w.de"), QStringLiteral("Zoë Ångström zoe@work.example")}));
+        QStringList({"Ana Silva ana@a.pt", "José Núñez jose@casa.example", "Jürgen Müller j@w.de",
+            "Zoë Ångström zoe@work.example"}));
 }
 
 // The book in ~/.contacts, the older folder.
@@ -367,12 +345,9 @@ void TestAddressBook::saveAndReadAgain()
     QVERIFY(rewritten.contains("\r\nitem1.X-ABLabel:Escola\r\n"));
     QVERIFY(rewritten.contains("X-CUSTOM;X-PARAM=1:keep me\\; as is\r\n"));
     const QString newFile = home.contacts(newUid + QStringLiteral(".vcf"));
-    QCOMPARE(run(QStringLiteral("/usr/bin/python3"),
-                 {QStringLiteral("-c"),
-                     QStringLiteral("import sys, vobject\nc = vobject.readOne(open(sys.argv[1]).read())\n"
-                                    "print(c.n.value.family, c.email.value, c.bday.value)"),
-                     newFile}),
-        QStringLiteral("Pessoa; Filha nova@x.org 1990-05-17"));
+    const char* readBack = "import sys, vobject\nc = vobject.readOne(open(sys.argv[1]).read())\n"
+                           "print(c.n.value.family, c.email.value, c.bday.value)";
+    QCOMPARE(run("/usr/bin/python3", {"-c", readBack, newFile}), QStringLiteral("Pessoa; Filha nova@x.org 1990-05-17"));
 
     resetAddressBookForTesting();
     const auto again = System::AddressBook();
@@ -382,17 +357,14 @@ void TestAddressBook::saveAndReadAgain()
         (QStringList{QStringLiteral("first=Nova;last=Pessoa; Filha;bday=1990-05-17;email=Home:nova@x.org"),
             QStringLiteral("first=Rui;last=Novo;email=:rui@old.pt,Work:rui@new.pt"),
             QStringLiteral("first=Ivo;last=Aberto")}));
-    const auto groups = again->Groups();
-    QCOMPARE(groups.size(), 1);
-    QCOMPARE(groups[0]->Name().Text() + QString::number(groups[0]->Contacts().size()), QStringLiteral("Equipa2"));
+    QCOMPARE(walk(*again).mid(3), QStringList{QStringLiteral("Equipa: Pessoa; Filha,Novo/")});
 }
 
 void TestAddressBook::rewriteEachVersion_data()
 {
     QTest::addColumn<QByteArray>("version");
-    QTest::newRow("2.1") << QByteArray("2.1");
-    QTest::newRow("3.0") << QByteArray("3.0");
-    QTest::newRow("4.0") << QByteArray("4.0");
+    for (const char* version : {"2.1", "3.0", "4.0"})
+        QTest::newRow(version) << QByteArray(version);
 }
 
 // Changed values come back whole from every version's writing: quoted-printable, escapes, folding.
@@ -449,10 +421,7 @@ void TestAddressBook::handlesBalance()
         QCOMPARE(c->UniqueID().Text(), QStringLiteral("p1"));
         QCOMPARE(c->Value(QStringLiteral("Birthday")).VarType(), int(Variant::TypeDate));
     }
-    QStringList groups;
-    for (const auto& g : book->Groups())
-        groups << g->Name().Text() + QString::number(g->Contacts().size() + g->Groups().size());
-    QCOMPARE(groups, (QStringList{QStringLiteral("VIP1"), QStringLiteral("Crew1")}));
+    QCOMPARE(walk(*book), QStringList({"Eva Lima e@l.br", "VIP: Lima/", "Crew: Lima/"}));
     QCOMPARE(liveOwnedHandlesForTesting(), before);
     const qint32 properties = _ABC().ABCopyArrayOfPropertiesForRecordType(book->abref, _ABC().kABPersonRecordType());
     const qint32 propertyCount = _ABArrayGetCount(properties);
@@ -500,8 +469,7 @@ void TestAddressBook::listEditing()
     AddressBookData emails = person->EmailAddresses();
     QCOMPARE(emails.Label(0), QStringLiteral("Work"));
     emails.Insert(1, QStringLiteral("Home"), Variant(QStringLiteral("h@x")));
-    QVERIFY_THROWS_EXCEPTION(
-        OutOfBoundsException, emails.Insert(3, QStringLiteral("Home"), Variant(QStringLiteral("n@x"))));
+    QVERIFY_THROWS_EXCEPTION(OutOfBoundsException, emails.Insert(3, "Home", Variant(QStringLiteral("n@x"))));
     emails.Insert(0, QStringLiteral("Other"), Variant(QStringLiteral("o@x")));
     try {
         person->MSNScreenNames().Append(QStringLiteral("Mobile"), Variant(QStringLiteral("m")));
@@ -520,16 +488,14 @@ void TestAddressBook::listEditing()
 void TestAddressBook::unreadableNameStopsTheSave()
 {
     Home home;
-    const QString a = home.contacts(QStringLiteral("a.vcf")), b = home.contacts(QStringLiteral("b.vcf"));
     const QByteArray cards = "BEGIN:VCARD\nVERSION:3.0\nN:Lima;Ana\nitem 1.NOTE:o\nEND:VCARD\n";
     const QByteArray other = "BEGIN:VCARD\nVERSION:3.0\nUID:a\\nb\nN:Lima;Ana;;;\nEND:VCARD\n";
-    home.write(a, cards);
-    home.write(b, other);
+    home.card("a.vcf", cards);
+    home.card("b.vcf", other);
     const auto book = System::AddressBook();
     book->Contacts().value(0)->setNote(QStringLiteral("n"));
     QVERIFY_THROWS_EXCEPTION(RuntimeException, book->Save());
-    QCOMPARE(home.read(a), cards);
-    QCOMPARE(home.read(b), other);
+    QCOMPARE(home.read(home.contacts("a.vcf")) + home.read(home.contacts("b.vcf")), cards + other);
 }
 
 // Every comparison of a search element on text; numbers share the ordering comparisons with text, so
@@ -676,11 +642,9 @@ void TestAddressBook::vdirsyncerLayout()
         "type = \"filesystem\"\npath = \"~/remote/\"\nfileext = \".vcf\"\n");
     home.write(home.path(QStringLiteral("remote/family/a.vcf")), vcf("a", "Alves", "Ann", "EMAIL:ann@a.org\n"));
     home.write(home.path(QStringLiteral("remote/family/b.vcf")), vcf("b", "Berg", "Bo"));
-    QVERIFY(!run(QStringLiteral("vdirsyncer"), {QStringLiteral("discover")}, "y\ny\ny\n")
-                 .startsWith(QLatin1String("failed")));
-    QVERIFY(!run(QStringLiteral("vdirsyncer"), {QStringLiteral("sync")}).startsWith(QLatin1String("failed")));
-    QCOMPARE(
-        QDir(home.path(QStringLiteral(".local/share/vdirsyncer/contacts/family"))).entryList(QDir::Files).size(), 2);
+    QVERIFY(!run("vdirsyncer", {"discover"}, "y\ny\ny\n").startsWith("failed"));
+    QVERIFY(!run("vdirsyncer", {"sync"}).startsWith("failed"));
+    QCOMPARE(QDir(home.path(".local/share/vdirsyncer/contacts/family")).entryList(QDir::Files).size(), 2);
     QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves ann@a.org", "Bo Berg "}));
 }
 
@@ -727,8 +691,7 @@ void TestAddressBook::hostileSources_data()
           "INSERT INTO folder_id VALUES ('e1', 'BEGIN:VCARD\nVERSION:3.0\nUID:e1\nFN:Eve Eds\nEND:VCARD\n');";
     QTest::newRow("FIFO .vcf") << QStringLiteral(".local/share/contacts/fifo.vcf") << QByteArray("fifo");
     QTest::newRow("FIFO khard.conf") << QStringLiteral(".config/khard/khard.conf") << QByteArray("fifo");
-    QTest::newRow(".vcf linked to /dev/zero")
-        << QStringLiteral(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
+    QTest::newRow(".vcf linked to /dev/zero") << QString(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
     QTest::newRow(".vcf over the size cap") << QStringLiteral(".local/share/contacts/big.vcf")
                                             << vcf("big", "Big", "Too", "NOTE:") + QByteArray(32 << 20, 'x');
     QTest::newRow("contacts.db not SQLite") << eds << QByteArray("BEGIN:VCARD\nFN:Not a database\nEND:VCARD\n");
@@ -761,14 +724,12 @@ void TestAddressBook::hostileSources()
         QVERIFY(QFile::link(QString::fromUtf8(make.mid(5)), file));
     } else if (make.contains(':') && QByteArray("sql cut lock").contains(make.left(make.indexOf(':')))) {
         const QByteArray kind = make.left(make.indexOf(':'));
-        locker.start(QStringLiteral("/usr/bin/python3"),
-            {QStringLiteral("-c"),
-                QStringLiteral("import sqlite3, sys\nc = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
-                               "c.executescript(sys.argv[2])\nif sys.argv[3] == 'cut': open(sys.argv[1], "
-                               "'r+b').truncate(3000)\n"
-                               "if sys.argv[3] == 'lock': c.execute('BEGIN EXCLUSIVE')\nprint('ready', flush=True)\n"
-                               "sys.stdin.read()\n"),
-                file, QString::fromUtf8(make.mid(kind.size() + 1)), QString::fromUtf8(kind)});
+        const char* script
+            = "import sqlite3, sys\nc = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
+              "c.executescript(sys.argv[2])\nif sys.argv[3] == 'cut': open(sys.argv[1], 'r+b').truncate(3000)\n"
+              "if sys.argv[3] == 'lock': c.execute('BEGIN EXCLUSIVE')\n"
+              "print('ready', flush=True)\nsys.stdin.read()\n";
+        locker.start("/usr/bin/python3", {"-c", script, file, make.mid(kind.size() + 1), kind});
         QVERIFY(locker.waitForReadyRead(30000));
     } else {
         home.write(file, make);

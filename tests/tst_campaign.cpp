@@ -229,8 +229,7 @@ private slots:
         for (const QString& r : c.rcpt)
             expected << "RCPT TO: " + r;
         if (!c.shown.isEmpty())
-            expected << "RSET"
-                     << "QUIT";
+            expected += QStringList{"RSET", "QUIT"};
         until([&] { return commands() == expected; });
         QCOMPARE(commands(), expected);
         if (c.stage == "waits") {

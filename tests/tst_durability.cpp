@@ -132,8 +132,7 @@ private slots:
     {
         const QString old = m_home->path(QStringLiteral("saved/Copy.rbd"));
         TestHome::write(old, "the older backup");
-        QCOMPARE(
-            run({QStringLiteral("backup"), old}), QStringList({"open", "messages ", "messages Backup Ok", "closed"}));
+        QCOMPARE(run({"backup", old}), QStringList({"open", "messages ", "messages Backup Ok", "closed"}));
         QCOMPARE(TestHome::read(old), QByteArray("the older backup"));
         QCOMPARE(QDir(QFileInfo(old).path()).entryList(QDir::Files | QDir::Hidden), QStringList({"Copy.rbd"}));
     }

@@ -38,14 +38,11 @@ void changeOnDisk(const QString& folder, bool khard)
         "[addressbooks]\n[[mine]]\npath = ${XDG_DATA_HOME}/contacts\n");
     TestHome::write(folder + "../ann.yaml",
         "First name : Ann\nLast name : Lee\nEmail :\n    other : 9@x.org\nCategories : Friends\n");
-    const struct
-    {
-        QStringList args;
-        QByteArray input;
-    } runs[] = {{{"modify", "-i", folder + "../ann.yaml", "uid:p0"}, "y\n"}, {{"remove", "--force", "uid:p1"}, ""},
+    const std::pair<QStringList, QByteArray> runs[] = {{{"modify", "-i", folder + "../ann.yaml", "uid:p0"}, "y\n"},
+        {{"remove", "--force", "uid:p1"}, ""},
         {{"new", "-a", "mine"}, "First name : Cy\nLast name : Doe\nEmail :\n    other : c@x.org\nCategories : Club\n"}};
-    for (const auto& r : runs) {
-        const QString out = run("khard", r.args, r.input);
+    for (const auto& [args, input] : runs) {
+        const QString out = run("khard", args, input);
         QVERIFY2(!out.startsWith("failed"), qPrintable(out));
     }
 }

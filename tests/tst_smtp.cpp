@@ -51,9 +51,8 @@ public:
 private:
     void next()
     {
-        if (m_replies.isEmpty())
-            return;
-        send(m_replies.takeFirst());
+        if (!m_replies.isEmpty())
+            send(m_replies.takeFirst());
     }
     void send(const QString& reply)
     {
@@ -149,11 +148,9 @@ class TestSmtp : public QObject
         std::list<ScriptedServer> servers; // each lives on with its connection to the end of the test
         Client()
         {
-            smtp.ConnectionEstablished
-                = [this](const QString& g) { timeline << QStringLiteral("E: established ") + g; };
-            smtp.MessageSent = [this](const std::shared_ptr<EmailMessage>& m) {
-                timeline << QStringLiteral("E: sent ") + m->Subject();
-            };
+            smtp.ConnectionEstablished = [this](const QString& g) { timeline << "E: established " + g; };
+            smtp.MessageSent
+                = [this](const std::shared_ptr<EmailMessage>& m) { timeline << "E: sent " + m->Subject(); };
             smtp.MailSent = [this] { timeline << QStringLiteral("E: mail sent"); };
             smtp.ServerError = [this](qint32 code, const QString&, const std::shared_ptr<EmailMessage>& m) {
                 timeline << QStringLiteral("E: error %1 %2").arg(code).arg(m ? m->Subject() : QStringLiteral("nil"));
@@ -232,8 +229,7 @@ private slots:
         // A prompt after an auth plain finds no key left: that failure reaches the last-resort handler.
         QTest::newRow("auth plain prompted")
             << "alice" << 1 << a << QStringList{hi, "250 hi\r\n", "334 \r\n", ok}
-            << QStringList{"E: established hi", ehlo, plain,
-                   "An exception of class OutOfBoundsException was not handled.\nOutOfBoundsException"};
+            << QStringList{"E: established hi", ehlo, plain, unhandled("OutOfBoundsException")};
         QTest::newRow("EHLO reply split at a line end")
             << "alice" << 1 << a << QStringList{hi, "250-server hello\r\n|PAUSE|250-AUTH LOGIN\r\n250 OK\r\n"}
             << QStringList{"E: established hi", ehlo, plain, "C: auth login [-1]"};

@@ -1,27 +1,9 @@
 #include "sqldatabase.h"
+#include "testhome.h"
 
-#include <QDir>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
-#include <sqlite3.h>
-
-// Reads the file through a separate connection, as another program (or a backup) would see it.
-static QString scalar(const QString& path, const QString& sql)
-{
-    sqlite3* db = nullptr;
-    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt* st = nullptr;
-    QString out = QStringLiteral("<error>");
-    if (sqlite3_prepare_v2(db, sql.toUtf8().constData(), -1, &st, nullptr) == SQLITE_OK) {
-        out = sqlite3_step(st) == SQLITE_ROW
-            ? QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)))
-            : QString();
-    }
-    sqlite3_finalize(st);
-    sqlite3_close(db);
-    return out;
-}
 
 class TestSQLDatabase : public QObject
 {
@@ -47,13 +29,6 @@ private slots:
     }
     void cleanup() { m_db.reset(); }
 
-    void createRefusesExistingFile()
-    {
-        SQLDatabase other;
-        other.DatabaseFile = m_path;
-        QVERIFY(!other.CreateDatabaseFile());
-    }
-
     void changesStayInvisibleUntilCommit()
     {
         DatabaseRecord r;
@@ -61,11 +36,11 @@ private slots:
         m_db->InsertRecord(QStringLiteral("Tarefas"), r);
         QVERIFY(!m_db->Error());
         // Other readers go on seeing the last committed state.
-        QCOMPARE(scalar(m_path, QStringLiteral("SELECT count(*) FROM Tarefas")), QStringLiteral("0"));
+        QCOMPARE(Sql(m_path).query("SELECT count(*) FROM Tarefas"), QStringLiteral("0"));
         m_db->Commit();
         QVERIFY(!m_db->Error());
-        QCOMPARE(scalar(m_path, QStringLiteral("SELECT count(*) FROM Tarefas")), QStringLiteral("1"));
-        QCOMPARE(scalar(m_path, QStringLiteral("PRAGMA journal_mode")), QStringLiteral("delete"));
+        QCOMPARE(Sql(m_path).query("SELECT count(*) FROM Tarefas"), QStringLiteral("1"));
+        QCOMPARE(Sql(m_path).query("PRAGMA journal_mode"), QStringLiteral("delete"));
     }
 
     void insertNamesColumnsCaseInsensitivelyAndNumbersIds()
@@ -110,9 +85,12 @@ private slots:
         QCOMPARE(m_db->Error(), error);
     }
 
-    // A file that is not there is not made by connecting to it.
-    void connectRefusesAMissingFile()
+    // Creating never writes over a file, and connecting never makes one.
+    void createAndConnectLeaveFilesAlone()
     {
+        SQLDatabase other;
+        other.DatabaseFile = m_path;
+        QVERIFY(!other.CreateDatabaseFile());
         SQLDatabase db;
         db.DatabaseFile = m_dir.filePath(QStringLiteral("missing"));
         QVERIFY(!db.Connect());

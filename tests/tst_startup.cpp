@@ -44,8 +44,6 @@ private slots:
         Sql sql(m_home->database());
         QCOMPARE(sql.query("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
             QStringLiteral("Projetos\nTarefas\nContatos\nLabels\nNotas\nExtra"));
-        QCOMPARE(
-            sql.query("SELECT (SELECT count(*) FROM Tarefas) + (SELECT count(*) FROM Contatos)"), QStringLiteral("0"));
 
         Principal* w = program.window();
         QCOMPARE(w->windowTitle(), QStringLiteral("Tallyvane"));
@@ -56,14 +54,10 @@ private slots:
             QStringList({"", "Project", "Task", "Start Date", "End Date", "Owner", "Comments", "Label", "Ok"}));
         QCOMPARE(headings(w->Contatos), QStringList({"", "Name", "Address", "Version", "Date", "Project", "Email"}));
         QCOMPARE(DialogHooks::takeMessages(), QStringList());
-        // The default place and widths, which the quit writes.
-        QCOMPARE(QRect(w->Left(), w->Top(), w->Width(), w->Height()), QRect(10, 110, 770, 463));
-        QCOMPARE(w->Projetos->WidthActual(0), 0);
-        QCOMPARE(w->Projetos->WidthActual(2), 160);
-        QCOMPARE(w->Contatos->WidthActual(6), 165);
+        QCOMPARE(w->Projetos->WidthActual(0), 0); // the id column, which no line keeps
         QVERIFY(!QFile::exists(m_home->prefs()));
         program.quit();
-        // The 41 lines a quit writes for this window and column state.
+        // The 41 lines a quit writes from the window and its columns: the default place and widths.
         QCOMPARE(m_home->prefsLines(),
             QStringList({"PintaFundo =0", "", "", "", "", "", "463", "10", "110", "770", "", "100", "160", "65", "65",
                 "95", "130", "60", "40", "", "170", "100", "50", "75", "150", "165", "", "Project", "Task",
@@ -136,10 +130,8 @@ private slots:
         QCOMPARE(lines.mid(0, 10),
             QStringList({"PintaFundo =1", "Nova versão 2.0 — 50% off", "login@example.com", "<b>Olá</b> \t tab",
                 "seller@example.com", "smtp.example.com", "602", "33", "44", "901"}));
-        QCOMPARE(lines.at(13), QStringLiteral("123"));
-        QCOMPARE(lines.at(25), QStringLiteral("77"));
-        QCOMPARE(lines.at(29), QStringLiteral("Início"));
-        QCOMPARE(lines.at(36), QStringLiteral("Serial"));
+        QCOMPARE(QStringList({lines.at(13), lines.at(25), lines.at(29), lines.at(36)}),
+            QStringList({"123", "77", "Início", "Serial"}));
 
         // A lost database file is made anew, and the preferences still hold.
         QVERIFY(QFile::remove(m_home->database()));
@@ -149,16 +141,12 @@ private slots:
                      .query("SELECT (SELECT count(*) FROM sqlite_master WHERE type='table'), Label1 FROM Labels"),
             QStringLiteral("6|Important"));
         App* app = program.app();
-        QCOMPARE(app->MailAssunto, QStringLiteral("Nova versão 2.0 — 50% off"));
-        QCOMPARE(app->MailMensagem, QStringLiteral("<b>Olá</b> \t tab"));
-        QCOMPARE(app->MailServidor, QStringLiteral("smtp.example.com"));
-        QCOMPARE(app->MailSenha, QString());
+        QCOMPARE(QStringList({app->MailAssunto, app->MailMensagem, app->MailServidor, app->MailSenha}),
+            QStringList({"Nova versão 2.0 — 50% off", "<b>Olá</b> \t tab", "smtp.example.com", ""}));
         Principal* w = program.window();
         QCOMPARE(QRect(w->Left(), w->Top(), w->Width(), w->Height()), QRect(33, 44, 901, 602));
-        QCOMPARE(w->Projetos->WidthActual(3), 123);
-        QCOMPARE(w->Contatos->WidthActual(6), 77);
-        QCOMPARE(w->Projetos->Heading(3), QStringLiteral("Início"));
-        QCOMPARE(w->Contatos->Heading(2), QStringLiteral("Serial"));
+        QCOMPARE(QList<int>({w->Projetos->WidthActual(3), w->Contatos->WidthActual(6)}), QList<int>({123, 77}));
+        QCOMPARE(QStringList({w->Projetos->Heading(3), w->Contatos->Heading(2)}), QStringList({"Início", "Serial"}));
         program.quit();
 
         // The password typed in a run reaches neither file.
@@ -179,12 +167,10 @@ private slots:
         Program program;
         QVERIFY(program.start());
         App* app = program.app();
-        QCOMPARE(app->MailMensagem, QStringLiteral("Hello"));
-        QCOMPARE(app->MailNome, QStringLiteral("second line"));
-        QCOMPARE(app->MailServidor, QStringLiteral("me@example.com"));
-        QCOMPARE(app->janela_height, 0); // "mail.example.com" has no number
-        QCOMPARE(app->janela_left, 463);
-        QCOMPARE(app->ColCliente6, QStringLiteral("Project"));
+        QCOMPARE(QStringList({app->MailMensagem, app->MailNome, app->MailServidor, app->ColCliente6}),
+            QStringList({"Hello", "second line", "me@example.com", "Project"}));
+        // "mail.example.com", read as the height, has no number.
+        QCOMPARE(QList<int>({app->janela_height, app->janela_left}), QList<int>({0, 463}));
     }
 
     // Only the last character of the first line sets the painting.
@@ -229,9 +215,7 @@ private slots:
         // A folder where the file should go cannot be opened for writing, even by root.
         QVERIFY(QDir().mkpath(m_home->prefs()));
         program.window()->close();
-        const QStringList messages = DialogHooks::takeMessages();
-        QCOMPARE(messages.size(), 1);
-        QVERIFY2(messages.first().contains(QStringLiteral("NilObjectException")), qPrintable(messages.first()));
+        QCOMPARE(DialogHooks::takeMessages(), QStringList{unhandled("NilObjectException")});
         QVERIFY(QuitRequested());
         // The database was closed before: no journal is left, and the file is whole.
         QVERIFY(!QFile::exists(m_home->database() + QStringLiteral("-journal")));

@@ -28,9 +28,11 @@ class TestLists : public ProgramTest
             : "INSERT INTO Tarefas (Projeto, Titulo, datainicio, datafim, responsavel, Label, Comentarios, Ok) "
               "VALUES ('%1','%2','%3','%4','%5','%6','%7',%8)";
         for (const QStringList& r : rows) {
+            const QString v[] = {r.value(0), r.value(1), r.value(2), r.value(3), r.value(4), r.value(5), r.value(6),
+                r.value(7, QStringLiteral("0"))};
             Sql(m_home->database())
-                .exec(insert.arg(r.value(0), r.value(1), r.value(2), r.value(3), r.value(4), r.value(5), r.value(6),
-                    r.value(7, QStringLiteral("0"))));
+                .exec(list == w->Contatos ? insert.arg(v[0], v[1], v[2], v[3], v[4], v[5])
+                                          : insert.arg(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]));
         }
         list == w->Contatos ? w->CarregaContatos() : w->CarregaProjetos();
         QCoreApplication::processEvents();

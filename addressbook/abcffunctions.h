@@ -29,8 +29,8 @@ qint32 _ABStringToCFData(const QString& s);
 // The array does not hold its elements.
 qint32 _ABArrayCreate(const QList<qint32>& values);
 qint32 _ABNumberCreate(qint32 value);
-// Reads the Double's first four bytes as the Integer form does: this pairing is how the platform
-// layer has always behaved, and is kept.
+// Deliberate: reads the Double's first four bytes as the Integer form does, since the bridge pairs
+// the two forms this way and its callers depend on it.
 qint32 _ABNumberCreate(double value);
 // Always a Double.
 Variant _ABNumberGetValue(qint32 ref);

@@ -220,8 +220,14 @@ qint32 loadSharedBook(Platform& P)
         if (it != old.end() && !u.stamp.isEmpty() && it->second->stamp == u.stamp) {
             book.files.push_back(std::move(it->second));
             old.erase(it);
+        } else if (auto fresh = readUnit(*sources[u.source], u); !fresh->stamp.isEmpty() || it == old.end()) {
+            book.files.push_back(std::move(fresh));
         } else {
-            book.files.push_back(readUnit(*sources[u.source], u));
+            // Briefly unreadable (a writer's lock, a copy caught mid-write): its people stay as last read,
+            // and it is read again at the next opening.
+            it->second->stamp.clear();
+            book.files.push_back(std::move(it->second));
+            old.erase(it);
         }
     }
     for (const auto& [path, file] : old) {

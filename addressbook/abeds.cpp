@@ -2,17 +2,37 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QStandardPaths>
+#include <utility>
 
-// Evolution Data Server's local books, the one GNOME Contacts and Evolution show: one SQLite file
-// per book, $XDG_DATA_HOME/evolution/addressbook/<book>/contacts.db, the personal book in system/.
-// Each contact is kept whole as vCard 3.0 text in a column of the book's table; contact lists are
-// cards marked X-EVOLUTION-LIST whose e-mail lines name their members.
+// Evolution Data Server's books, the ones GNOME Contacts and Evolution show: one SQLite file per book.
+// Local books are $XDG_DATA_HOME/evolution/addressbook/<source>/contacts.db, the personal one in system/;
+// books of online accounts (CardDAV, Google, Nextcloud) are kept as a cache of the server's cards in
+// $XDG_CACHE_HOME/evolution/addressbook/<source>/cache.db. Each contact is kept whole as vCard 3.0 text in
+// a column of the book's table; contact lists are cards marked X-EVOLUTION-LIST whose e-mail lines name
+// their members. A source the user turned off (Enabled=false in its .source file, or in a parent's) is
+// not read, nor is a book moved to trash/ when its source was removed.
 namespace abplatform {
 namespace {
 
-// The table that holds the cards: the one named in folders, else any with uid and vcard columns.
-QByteArray cardTable(SqliteReader& db)
+// The state a cached card has while its local deletion waits to reach the server.
+constexpr int kLocallyDeleted = 3;
+
+struct CardColumns
+{
+    QByteArray table, vcard, state; // state only in a cache
+};
+
+QByteArray quoted(QByteArray name)
+{
+    name.replace('"', "\"\"");
+    return '"' + name + '"';
+}
+
+// The table that holds the cards, found by its columns: a local book's uid and vcard (the table that
+// folders names first), or a cache's ECacheUID and ECacheOBJ.
+CardColumns cardColumns(SqliteReader& db)
 {
     QList<QByteArray> tables;
     db.select("SELECT folder_id FROM folders",
@@ -22,9 +42,11 @@ QByteArray cardTable(SqliteReader& db)
     for (const QByteArray& t : std::as_const(tables)) {
         const QList<QByteArray> columns = db.columns(t);
         if (columns.contains("uid") && columns.contains("vcard"))
-            return t;
+            return {t, "vcard", {}};
+        if (columns.contains("ecacheuid") && columns.contains("ecacheobj"))
+            return {t, "ecacheobj", columns.contains("ecachestate") ? "ecachestate" : QByteArray()};
     }
-    return QByteArray();
+    return {};
 }
 
 QByteArray line(const char* name, const QByteArray& value)
@@ -47,6 +69,42 @@ std::shared_ptr<vcard::Card> listCard(const vcard::Card& list)
     return vcard::parse(text + "END:VCARD\r\n").cards.value(0);
 }
 
+// The sources the user turned off, by UID: a source is off when it or any source above it says
+// Enabled=false, as the registry counts it.
+QSet<QString> disabledSources()
+{
+    const QString folder
+        = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QLatin1String("/evolution/sources");
+    QHash<QString, std::pair<bool, QString>> sources; // enabled, parent
+    for (const QString& name : QDir(folder).entryList({QStringLiteral("*.source")}, QDir::Files)) {
+        const auto bytes = readRegularFile(folder + QLatin1Char('/') + name, 1 << 20);
+        bool enabled = true, inData = false;
+        QString parent;
+        for (const QString& raw : QString::fromUtf8(bytes.value_or(QByteArray())).split(QLatin1Char('\n'))) {
+            const QString l = raw.trimmed();
+            if (l.startsWith(QLatin1Char('[')))
+                inData = l == QLatin1String("[Data Source]");
+            else if (inData && l.startsWith(QLatin1String("Enabled=")))
+                enabled = l.mid(8).trimmed() != QLatin1String("false");
+            else if (inData && l.startsWith(QLatin1String("Parent=")))
+                parent = l.mid(7).trimmed();
+        }
+        sources.insert(name.chopped(7), {enabled, parent});
+    }
+    QSet<QString> off;
+    for (auto it = sources.cbegin(); it != sources.cend(); ++it) {
+        QString at = it.key();
+        for (int depth = 0; depth < 16 && sources.contains(at); ++depth) { // a loop of parents ends
+            if (!sources[at].first) {
+                off.insert(it.key());
+                break;
+            }
+            at = sources[at].second;
+        }
+    }
+    return off;
+}
+
 class Evolution final : public Source
 {
 public:
@@ -57,47 +115,66 @@ public:
 
     bool units(QList<Unit>& out) override
     {
-        const QString root = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-            + QLatin1String("/evolution/addressbook");
-        QStringList books = QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
-        if (books.removeOne(QStringLiteral("system")))
-            books.prepend(QStringLiteral("system"));
+        const QSet<QString> off = disabledSources();
         bool any = false;
-        for (const QString& book : std::as_const(books)) {
-            const QString path
-                = QFileInfo(root + QLatin1Char('/') + book + QLatin1String("/contacts.db")).canonicalFilePath();
-            if (path.isEmpty())
-                continue;
-            any = true;
-            out.append({path, sqliteStamp(path), m_order});
+        // Local books, the personal one first, then the caches of online books.
+        const std::pair<QStandardPaths::StandardLocation, const char*> places[] = {
+            {QStandardPaths::GenericDataLocation, "contacts.db"}, {QStandardPaths::GenericCacheLocation, "cache.db"}};
+        for (const auto& [location, file] : places) {
+            const QString root = QStandardPaths::writableLocation(location) + QLatin1String("/evolution/addressbook");
+            QStringList books = QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+            books.removeOne(QStringLiteral("trash"));
+            if (books.removeOne(QStringLiteral("system")))
+                books.prepend(QStringLiteral("system"));
+            for (const QString& book : std::as_const(books)) {
+                const QString uid = book == QLatin1String("system") ? QStringLiteral("system-address-book") : book;
+                if (off.contains(uid))
+                    continue;
+                // A book keeps one file; the other name is what an older or newer backend kept.
+                QString path;
+                for (const QString& name :
+                    {QString::fromLatin1(file), QStringLiteral("contacts.db"), QStringLiteral("cache.db")}) {
+                    if (path.isEmpty())
+                        path = QFileInfo(root + QLatin1Char('/') + book + QLatin1Char('/') + name).canonicalFilePath();
+                }
+                if (path.isEmpty())
+                    continue;
+                any = true;
+                out.append({path, sqliteStamp(path), m_order});
+            }
         }
         return any;
     }
 
     std::optional<vcard::File> read(const Unit& unit) override
     {
-        SqliteReader db(unit.path);
-        const QByteArray table = cardTable(db);
-        if (table.isEmpty())
-            return std::nullopt;
+        // The rows are taken out in one statement, so that the book's own writer waits for no parsing.
+        QList<QByteArray> rows;
+        {
+            SqliteReader db(unit.path);
+            const CardColumns c = cardColumns(db);
+            if (c.table.isEmpty())
+                return std::nullopt;
+            QByteArray sql = "SELECT " + quoted(c.vcard) + " FROM " + quoted(c.table);
+            if (!c.state.isEmpty())
+                sql += " WHERE " + quoted(c.state) + " IS NOT " + QByteArray::number(kLocallyDeleted);
+            if (!db.select(
+                    sql.constData(), [&](const QList<QByteArrayView>& r) { rows.append(r.value(0).toByteArray()); }))
+                return std::nullopt;
+        }
         vcard::File file;
         file.clean = false; // never written
-        QByteArray quoted = table;
-        quoted.replace('"', "\"\"");
-        const bool ok
-            = db.select(("SELECT vcard FROM \"" + quoted + "\"").constData(), [&](const QList<QByteArrayView>& r) {
-                  for (const std::shared_ptr<vcard::Card>& card : vcard::parse(r.value(0).toByteArray()).cards) {
-                      const vcard::Property* list = card->first("X-EVOLUTION-LIST");
-                      if (list && list->value.trimmed().toUpper() == "TRUE") {
-                          if (auto group = listCard(*card))
-                              file.cards.append(group);
-                      } else {
-                          file.cards.append(card);
-                      }
-                  }
-              });
-        if (!ok)
-            return std::nullopt;
+        for (QByteArray& row : rows) {
+            for (const std::shared_ptr<vcard::Card>& card : vcard::parse(std::exchange(row, {})).cards) {
+                const vcard::Property* list = card->first("X-EVOLUTION-LIST");
+                if (list && list->value.trimmed().toUpper() == "TRUE") {
+                    if (auto group = listCard(*card))
+                        file.cards.append(group);
+                } else {
+                    file.cards.append(card);
+                }
+            }
+        }
         return file;
     }
 

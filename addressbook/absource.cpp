@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QUrl>
 #include <algorithm>
 #include <dirent.h>
@@ -114,10 +115,19 @@ QString expandPath(const QString& path)
     return out;
 }
 
-SqliteReader::SqliteReader(const QString& path)
+SqliteReader::SqliteReader(const QString& path, bool privateCopy)
 {
     if (fileStamp(path).isEmpty())
         return;
+    if (privateCopy) {
+        if (sqlite3_open_v2(
+                QFile::encodeName(path).constData(), &m_db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr)
+            != SQLITE_OK) {
+            sqlite3_close_v2(m_db);
+            m_db = nullptr;
+        }
+        return;
+    }
     // A file in WAL mode with no log beside it holds every commit: read it as it stands, so that
     // no -wal or -shm file is made next to another program's book.
     QByteArray head;
@@ -187,6 +197,66 @@ QByteArray sqliteStamp(const QString& path)
         return QByteArray();
     // Bytes 24 to 27 count the changes of a file in rollback mode; in WAL mode the log's stamp does.
     return own + head->mid(24, 4).toHex() + ';' + fileStamp(path + QLatin1String("-wal"));
+}
+
+namespace {
+
+// A plain copy of a regular file: no lock is taken on the source, as for any file read.
+bool copyFile(const QString& from, const QString& to)
+{
+    const int in = ::open(QFile::encodeName(from).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (in < 0)
+        return false;
+    struct stat st
+    {
+    };
+    bool ok = ::fstat(in, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kMaxFileBytes;
+    const int out = ok ? ::open(QFile::encodeName(to).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600) : -1;
+    ok = out >= 0;
+    char buffer[1 << 16];
+    for (ssize_t n; ok && (n = ::read(in, buffer, sizeof buffer)) != 0;) {
+        ok = n > 0;
+        for (ssize_t done = 0; ok && done < n;) {
+            const ssize_t w = ::write(out, buffer + done, size_t(n - done));
+            ok = w > 0;
+            done += w;
+        }
+    }
+    ::close(in);
+    if (out >= 0)
+        ::close(out);
+    return ok;
+}
+
+} // namespace
+
+std::optional<vcard::File> readPrivateCopy(
+    const QString& path, const std::function<std::optional<vcard::File>(SqliteReader&)>& read)
+{
+    const QString name = QFileInfo(path).fileName();
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        QTemporaryDir dir(QDir::tempPath() + QLatin1String("/tallyvane-book-XXXXXX"));
+        const QString copy = dir.filePath(name);
+        const QByteArray before = sqliteStamp(path);
+        if (!dir.isValid() || before.isEmpty() || !copyFile(path, copy))
+            return std::nullopt;
+        // The log holds commits that the file does not have yet; a journal, the state to return to.
+        bool ok = true;
+        for (const char* extra : {"-wal", "-journal"}) {
+            if (QFileInfo::exists(path + QLatin1String(extra)))
+                ok = copyFile(path + QLatin1String(extra), copy + QLatin1String(extra)) && ok;
+        }
+        if (!ok || sqliteStamp(path) != before)
+            continue;
+        SqliteReader db(copy, true);
+        QByteArray check;
+        db.select("PRAGMA quick_check", [&](const QList<QByteArrayView>& r) { check += r.value(0).toByteArray(); });
+        if (check != "ok")
+            continue;
+        if (auto file = read(db))
+            return file;
+    }
+    return std::nullopt;
 }
 
 } // namespace abplatform

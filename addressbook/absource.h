@@ -61,7 +61,9 @@ QString expandPath(const QString& path);
 class SqliteReader
 {
 public:
-    explicit SqliteReader(const QString& path);
+    // A private copy (see readPrivateCopy) is opened for writing, so that its log can be replayed and a
+    // journal left by a crash rolled back there.
+    explicit SqliteReader(const QString& path, bool privateCopy = false);
     ~SqliteReader();
     SqliteReader(const SqliteReader&) = delete;
     SqliteReader& operator=(const SqliteReader&) = delete;
@@ -79,5 +81,12 @@ private:
 // A stamp for a SQLite file: its own size and time, the change counter in its header, and those of
 // its write-ahead log.
 QByteArray sqliteStamp(const QString& path);
+
+// Reads a SQLite file that its own program may hold under an exclusive lock for as long as it runs:
+// the file, its log and its journal are copied into a private folder with plain reads (no lock taken,
+// nothing made beside them) and read there. A copy taken while the program wrote is caught by the
+// file's stamp changing meanwhile or by the copy failing SQLite's check, and is taken once more.
+std::optional<vcard::File> readPrivateCopy(
+    const QString& path, const std::function<std::optional<vcard::File>(SqliteReader&)>& read);
 
 } // namespace abplatform

@@ -6,16 +6,21 @@
 #include <array>
 #include <optional>
 
-// Thunderbird's local address books: abook.sqlite and abook-N.sqlite in each profile that
-// ~/.thunderbird/profiles.ini names (history.sqlite holds collected addresses, not the user's book).
-// A card is the rows of properties(card, name, value) that share its card: its whole vCard in
-// _vCard where there is one, else a few named fields. Mailing lists are lists and list_cards.
+// Thunderbird's local address books: abook.sqlite and abook-N.sqlite in each profile that profiles.ini
+// names, for Thunderbird from a .deb or a tarball, as a snap and as a flatpak (history.sqlite holds
+// collected addresses, not the user's book). A card is the rows of properties(card, name, value) that
+// share its card: its whole vCard in _vCard where there is one, else a few named fields. Mailing lists
+// are lists and list_cards. While Thunderbird runs it holds each book under an exclusive lock, so a
+// book is read from a private copy.
 namespace abplatform {
 namespace {
 
-QStringList profiles()
+// The folders that hold profiles.ini: a native install's, then the snap's and the flatpak's.
+constexpr const char* kRoots[]
+    = {"/.thunderbird", "/snap/thunderbird/common/.thunderbird", "/.var/app/org.mozilla.Thunderbird/.thunderbird"};
+
+QStringList profiles(const QString& root)
 {
-    const QString root = QDir::homePath() + QLatin1String("/.thunderbird");
     const auto ini = readRegularFile(root + QLatin1String("/profiles.ini"), 1 << 20);
     if (!ini)
         return {};
@@ -107,7 +112,11 @@ public:
     bool units(QList<Unit>& out) override
     {
         bool any = false;
-        for (const QString& profile : profiles()) {
+        QStringList all;
+        for (const char* root : kRoots)
+            all += profiles(QDir::homePath() + QLatin1String(root));
+        // One profile reached through two folders gives the same canonical paths, which the book reads once.
+        for (const QString& profile : std::as_const(all)) {
             QList<std::pair<int, QString>> books;
             for (const QString& name : QDir(profile).entryList({QStringLiteral("abook*.sqlite")}, QDir::Files)) {
                 if (const int n = bookNumber(name); n >= 0)
@@ -124,7 +133,12 @@ public:
 
     std::optional<vcard::File> read(const Unit& unit) override
     {
-        SqliteReader db(unit.path);
+        return readPrivateCopy(unit.path, [](SqliteReader& db) { return readBook(db); });
+    }
+
+private:
+    static std::optional<vcard::File> readBook(SqliteReader& db)
+    {
         const QList<QByteArray> columns = db.columns("properties");
         if (!columns.contains("card") || !columns.contains("name") || !columns.contains("value"))
             return std::nullopt;
@@ -173,7 +187,6 @@ public:
         return file;
     }
 
-private:
     int m_order;
 };
 

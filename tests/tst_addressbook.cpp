@@ -1,8 +1,8 @@
 #include "abcffunctions.h"
 #include "abfclass.h"
 #include "addressbook.h"
+#include "books.h"
 #include "exceptions.h"
-#include "testhome.h"
 
 #include <QDir>
 #include <QFile>
@@ -69,36 +69,6 @@ QStringList describeAll(AddressBook& book)
     return people;
 }
 
-// The peers that keep the desktop's books, writing into the test home. Each fails the test when the
-// peer is missing: CI installs them.
-// GNOME's book, changed by Evolution Data Server itself (the blocks of eds_book.py).
-void evolution(const Home& home, const QByteArray& blocks)
-{
-    QDir().mkdir(home.path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("XDG_CACHE_HOME", home.path(QStringLiteral(".cache")).toUtf8());
-    qputenv("XDG_RUNTIME_DIR", home.path(QStringLiteral("run")).toUtf8());
-    QCOMPARE(run("dbus-run-session", {"--", "/usr/bin/python3", EDS_BOOK}, blocks), QString());
-}
-
-// A Thunderbird profile whose abook.sqlite is the empty book Thunderbird 153 made (thunderbird --headless
-// -CreateProfile, then --headless --profile for 30 s; its log checkpointed), filled by SQL as Thunderbird
-// stores cards. With wal, the book is copied while the filling connection still holds its log, as
-// while Thunderbird runs.
-void thunderbird(const Home& home, const QByteArray& sql, bool wal)
-{
-    const QString dir = home.path(QStringLiteral(".thunderbird/p"));
-    home.write(home.path(".thunderbird/profiles.ini"), "[Profile0]\nName=default\nIsRelative=1\nPath=p\n");
-    QVERIFY(QDir().mkpath(dir) && QFile::copy(QStringLiteral(THUNDERBIRD_BOOK), dir + QLatin1String("/fill.sqlite")));
-    QFile::setPermissions(dir + QLatin1String("/fill.sqlite"), QFile::ReadOwner | QFile::WriteOwner);
-    const char* fill = "import shutil, sqlite3, sys\nd, wal = sys.argv[1], sys.argv[2] == '1'\n"
-                       "c = sqlite3.connect(d + '/fill.sqlite')\nc.executescript(sys.stdin.read())\n"
-                       "for s in ('', '-wal', '-shm') if wal else ():\n"
-                       "    shutil.copy(d + '/fill.sqlite' + s, d + '/abook.sqlite' + s)\n"
-                       "c.close()\nif not wal: shutil.copy(d + '/fill.sqlite', d + '/abook.sqlite')\n";
-    QCOMPARE(run("/usr/bin/python3", {"-c", fill, dir, QString::number(wal)}, sql), QString());
-    QCOMPARE(QFileInfo::exists(dir + QLatin1String("/abook.sqlite-wal")), wal);
-}
-
 // "First Last mail" per person, then "Group: last names/subgroups" per group, as the book gives them.
 QStringList walk(AddressBook& book)
 {
@@ -152,6 +122,7 @@ private slots:
     void evolutionLive();
     void hostileSources_data();
     void hostileSources();
+    void lockedAfterAChange();
 };
 
 void TestAddressBook::readPersons_data()
@@ -552,14 +523,15 @@ void TestAddressBook::searchComparisons()
 
 void TestAddressBook::sources_data()
 {
-    QTest::addColumn<QStringList>("files"); // "path|content", paths under the home
+    QTest::addColumn<QStringList>("files"); // "path|content" under the home; "@path|target": a link
     QTest::addColumn<QStringList>("env"); // "NAME=value", ~ standing for the home
     QTest::addColumn<QByteArray>("abook"); // SQL that fills a Thunderbird book; none if empty
     QTest::addColumn<bool>("wal");
+    QTest::addColumn<QString>("root"); // of the Thunderbird profiles
     QTest::addColumn<QStringList>("expected");
     const QByteArray tb = "INSERT INTO properties VALUES ('c1', '_vCard', 'BEGIN:VCARD\nVERSION:4.0\nFN:Ana Silva\n"
                           "N:Silva;Ana;;;\nEMAIL;PREF=1:ana@a.pt\nUID:c1\nEND:VCARD\n'), ('c1', 'DisplayName', "
-                          "'Ana Silva'), ('c1', 'PrimaryEmail', 'ana@a.pt'), ('c2', 'FirstName', 'Bo'), ('c2', "
+                          "'Ana S.'), ('c1', 'PrimaryEmail', 'old@a.pt'), ('c2', 'FirstName', 'Bo'), ('c2', "
                           "'LastName', 'Berg'), ('c2', 'PrimaryEmail', 'bo@b.se'), ('c2', 'SecondEmail', 'b2@b.se');\n"
                           "INSERT INTO lists VALUES ('l1', 'Team', '', '');\n"
                           "INSERT INTO list_cards VALUES ('l1', 'c1'), ('l1', 'c2');\n";
@@ -569,19 +541,20 @@ void TestAddressBook::sources_data()
                        "[[c]]\npath = ~/three/\n",
                "books/one/a.vcf|" + vcf("a", "Alves", "Ann"), "books/two/b.vcf|" + vcf("b", "Berg", "Bo"),
                "three/c.vcf|" + vcf("c", "Cruz", "Cy")}
-        << QStringList{"KHARD_CONFIG=~/conf/k.conf", "BOOKS=~/books"} << QByteArray() << false
+        << QStringList{"KHARD_CONFIG=~/conf/k.conf", "BOOKS=~/books"} << QByteArray() << false << QString()
         << QStringList{"Ann Alves ", "Bo Berg ", "Cy Cruz "};
     QTest::newRow("khard: discover")
         << QStringList{".config/khard/khard.conf|[addressbooks]\n[[all]]\npath = ~/books/*/\ntype = discover\n",
                "books/x/a.vcf|" + vcf("a", "Alves", "Ann"), "books/y/b.vcf|" + vcf("b", "Berg", "Bo")}
-        << QStringList() << QByteArray() << false << QStringList{"Ann Alves ", "Bo Berg "};
+        << QStringList() << QByteArray() << false << QString() << QStringList{"Ann Alves ", "Bo Berg "};
     QTest::newRow("vdirsyncer: file extension, collections, calendars left out")
         << QStringList{"vd/config|[general]\nstatus_path = \"~/status/\"\n\n[storage book]\ntype = \"filesystem\"\n"
                        "path = \"~/sync/\"\nfileext = \".vcard\"\n\n[storage cal]\ntype = \"filesystem\"\n"
                        "path = \"~/cal/\"\nfileext = \".ics\"\n",
                "sync/work/a.vcard|" + vcf("a", "Alves", "Ann"), "sync/work/x.vcf|" + vcf("x", "Other", "Ext"),
                "cal/home/e.ics|" + vcf("e", "Event", "Not")}
-        << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false << QStringList{"Ann Alves "};
+        << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false << QString()
+        << QStringList{"Ann Alves "};
     // Categories, 4.0 and Apple group cards; members by UID, missing ones skipped; groups in groups, cycles too.
     QTest::newRow("groups") << QStringList{".local/share/contacts/a.vcf|"
             + vcf("a1", "Alves", "A", "CATEGORIES:Friends,Work\n"),
@@ -594,20 +567,26 @@ void TestAddressBook::sources_data()
         "MEMBER:urn:uuid:self\nEND:VCARD\nBEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:c1\nFN:Cycle 1\n"
         "MEMBER:urn:uuid:c2\nEND:VCARD\nBEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:c2\nFN:Cycle 2\n"
         "MEMBER:urn:uuid:c1\nEND:VCARD\n"}
-                            << QStringList() << QByteArray() << false
+                            << QStringList() << QByteArray() << false << QString()
                             << QStringList{"A Alves ", "B Bento ", "Friends: Alves,Bento/", "Work: Alves/",
                                    "Team: Alves,Bento/", "Old Club: Bento/Team", "Self: /", "Cycle 1: /Cycle 2",
                                    "Cycle 2: /Cycle 1"};
-    QTest::newRow("Thunderbird, its log beside") << QStringList() << QStringList() << tb << true << thunderbirdBook;
-    QTest::newRow("Thunderbird, no log") << QStringList() << QStringList() << tb << false << thunderbirdBook;
+    QTest::newRow("Thunderbird, its log beside")
+        << QStringList() << QStringList() << tb << true << QString() << thunderbirdBook;
+    QTest::newRow("Thunderbird, no log") << QStringList() << QStringList() << tb << false << QString()
+                                         << thunderbirdBook;
     // One folder reached twice, a UID that Thunderbird also has (the folder comes first), and two people
     // who share a name; groups in source order.
     QTest::newRow("one person once")
         << QStringList{".config/khard/khard.conf|[addressbooks]\n[[again]]\npath = ~/.contacts\n",
                ".contacts/a.vcf|" + vcf("c1", "Silva", "Ana", "EMAIL:folder@a.pt\nCATEGORIES:Friends\n"),
                ".contacts/b.vcf|" + vcf("b9", "Berg", "Bo")}
-        << QStringList() << tb << false
+        << QStringList() << tb << false << QString()
         << QStringList{"Ana Silva folder@a.pt", "Bo Berg ", "Bo Berg bo@b.se", "Friends: Silva/", "Team: Silva,Berg/"};
+    // The flatpak's folder a link to the snap's: one profile, read once.
+    QTest::newRow("Thunderbird as a snap, and as a flatpak through a link")
+        << QStringList{"@.var/app/org.mozilla.Thunderbird|snap/thunderbird/common"} << QStringList() << tb << false
+        << "snap/thunderbird/common/.thunderbird" << thunderbirdBook;
 }
 
 void TestAddressBook::sources()
@@ -616,14 +595,20 @@ void TestAddressBook::sources()
     QFETCH(QStringList, env);
     QFETCH(QByteArray, abook);
     QFETCH(bool, wal);
+    QFETCH(QString, root);
     Home home;
-    for (const QString& f : std::as_const(files))
-        home.write(home.path(f.section(QLatin1Char('|'), 0, 0)), f.section(QLatin1Char('|'), 1).toUtf8());
+    for (const QString& f : std::as_const(files)) {
+        const QString path = home.path(f.section(QLatin1Char('|'), 0, 0).remove(QLatin1Char('@')));
+        if (!f.startsWith(QLatin1Char('@')))
+            home.write(path, f.section(QLatin1Char('|'), 1).toUtf8());
+        else if (QDir().mkpath(QFileInfo(path).path()))
+            QVERIFY(QFile::link(home.path(f.section(QLatin1Char('|'), 1)), path));
+    }
     for (const QString& e : std::as_const(env))
         qputenv(e.section(QLatin1Char('='), 0, 0).toUtf8(),
             e.section(QLatin1Char('='), 1).replace(QLatin1Char('~'), home.path()).toUtf8());
     if (!abook.isEmpty())
-        thunderbird(home, abook, wal);
+        books::thunderbird(home, abook, wal, root.isEmpty() ? QStringLiteral(".thunderbird") : root);
     const QStringList got = walk(*System::AddressBook());
     for (const QString& e : std::as_const(env))
         qunsetenv(e.section(QLatin1Char('='), 0, 0).toUtf8());
@@ -654,7 +639,7 @@ void TestAddressBook::evolutionLive()
 {
     Home home;
     home.card("a.vcf", vcf("u1", "Alves", "Ann", "EMAIL:folder@a.org\n"));
-    evolution(home,
+    books::evolution(home,
         "add\n" + vcf("u1", "Alves", "Ann", "EMAIL:eds@a.org\n") + "\nadd\n"
             + vcf("u2", "Berg", "Bo", "EMAIL:bo@b.se\nCATEGORIES:Crew\n") + "\nadd\n" + vcf("u3", "Cruz", "Cy")
             + "\nadd\nBEGIN:VCARD\nVERSION:3.0\nUID:l1\nFN:Team\nX-EVOLUTION-LIST:TRUE\n"
@@ -672,7 +657,7 @@ void TestAddressBook::evolutionLive()
     std::shared_ptr<AddressBookContact> cy;
     for (const auto& c : book->Contacts())
         cy = c->FirstName().Text() == QLatin1String("Cy") ? c : cy;
-    evolution(home, "modify\n" + vcf("u2", "Berg", "Bo", "EMAIL:new@b.se\n") + "\nremove\nu3\n");
+    books::evolution(home, "modify\n" + vcf("u2", "Berg", "Bo", "EMAIL:new@b.se\n") + "\nremove\nu3\n");
     QCOMPARE(sorted(walk(*System::AddressBook())),
         (QStringList{"Ann Alves folder@a.org", "Bo Berg new@b.se", "Team: Berg/"}));
     QVERIFY(cy);
@@ -702,9 +687,6 @@ void TestAddressBook::hostileSources_data()
     QTest::newRow("abook.sqlite not SQLite") << tb << QByteArray(5000, '\x01');
     QTest::newRow("abook.sqlite with other columns")
         << tb << QByteArray("sql:CREATE TABLE properties (card, key, val);");
-    QTest::newRow("abook.sqlite locked") << tb
-                                         << QByteArray("lock:CREATE TABLE properties (card, name, value);"
-                                                       "INSERT INTO properties VALUES ('t', 'FirstName', 'Tim');");
 }
 
 // A hostile source is skipped without blocking, the other sources are read, and no file is changed.
@@ -739,6 +721,33 @@ void TestAddressBook::hostileSources()
     QCOMPARE(QFileInfo(file).isFile() ? home.read(file) : QByteArray(), before);
     locker.closeWriteChannel();
     locker.waitForFinished();
+}
+
+// A book changed and then held locked by its writer keeps the people last read from it until it can be
+// read again.
+void TestAddressBook::lockedAfterAChange()
+{
+    Home home;
+    const QString db = home.path(QStringLiteral(".local/share/evolution/addressbook/system/contacts.db"));
+    QDir().mkpath(QFileInfo(db).path());
+    const char* writer = "import sqlite3, sys\nc = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
+                         "c.execute('CREATE TABLE folder_id (uid TEXT PRIMARY KEY, vcard TEXT)')\n"
+                         "add = lambda u, n: c.execute('INSERT INTO folder_id VALUES (?, ?)', (u, "
+                         "'BEGIN:VCARD\\nVERSION:3.0\\nUID:%s\\nN:%s;;;;\\nEND:VCARD\\n' % (u, n)))\n"
+                         "add('e1', 'Eds')\nprint('1', flush=True)\nsys.stdin.readline()\n"
+                         "add('e2', 'Fry')\nc.execute('BEGIN EXCLUSIVE')\nprint('2', flush=True)\n"
+                         "sys.stdin.readline()\nc.execute('COMMIT')\nprint('3', flush=True)\nsys.stdin.read()\n";
+    QProcess p;
+    p.start("/usr/bin/python3", {"-c", writer, db});
+    for (const auto& [step, people] :
+        {std::pair{"1", QStringList{" Eds "}}, {"2", {" Eds "}}, {"3", {" Eds ", " Fry "}}}) {
+        QTRY_VERIFY_WITH_TIMEOUT(p.canReadLine(), 30000);
+        QCOMPARE(p.readLine(), QByteArray(step) + '\n');
+        QCOMPARE(walk(*System::AddressBook()), people);
+        p.write("\n");
+    }
+    p.closeWriteChannel();
+    QVERIFY(p.waitForFinished());
 }
 
 QTEST_GUILESS_MAIN(TestAddressBook)

@@ -1,6 +1,7 @@
 #include "abcffunctions.h"
 #include "addressbook.h"
 #include "appcommands.h"
+#include "books.h"
 #include "menubar1.h"
 #include "programfixture.h"
 #include "waddressbook.h"
@@ -57,6 +58,13 @@ class TestImport : public QObject
     int m_repaints = 0; // of the dialog's list while an import runs
 
     bool eventFilter(QObject*, QEvent* event) override { return (m_repaints += event->type() == QEvent::Paint) < 0; }
+
+    static void chooseAddressBook(Principal* w)
+    {
+        MenuBar1::Instance()->FileMenu->popup(w->pos());
+        QTest::mouseClick(MenuBar1::Instance()->FileMenu, Qt::LeftButton, {},
+            MenuBar1::Instance()->FileMenu->actionGeometry(MenuBar1::Instance()->FileAddressBook).center());
+    }
 
 private slots:
     void import_data()
@@ -172,9 +180,7 @@ private slots:
                 }
             });
             shown.start(0);
-            MenuBar1::Instance()->FileMenu->popup(w->pos());
-            QTest::mouseClick(MenuBar1::Instance()->FileMenu, Qt::LeftButton, {},
-                MenuBar1::Instance()->FileMenu->actionGeometry(MenuBar1::Instance()->FileAddressBook).center());
+            chooseAddressBook(w);
         }
         QTEST(listed, "listed");
         QTEST(seen, "seen");
@@ -184,6 +190,90 @@ private slots:
         QCOMPARE(w->Contatos->ListCount(), stored.isEmpty() ? 0 : stored.count('\n') + 1);
         QVERIFY(!listChanged); // the main list reloads once, at the end
         QVERIFY(seen.size() < 1000 || m_repaints > 10); // a long import leaves the window responsive
+    }
+
+    // The books as people keep them: Thunderbird running on its book, installed as a snap or a flatpak, and
+    // GNOME's cache of a CardDAV book; each alone and all at once. Rita is in Evolution and in Thunderbird:
+    // Evolution's card is the one read. Sam was removed while the server was away, and Dan's source is off.
+    void desktopBooks_data()
+    {
+        QTest::addColumn<QStringList>("books");
+        QTest::addColumn<QStringList>("listed");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("Thunderbird running")
+            << QStringList{"running"} << QStringList{"All", "Birds"} << "Rita Bird|rita@bird.org\nTom Bird|tom@t.org";
+        QTest::newRow("Thunderbird as a snap") << QStringList{"snap"} << QStringList{"All"} << "Sue Snap|";
+        QTest::newRow("Thunderbird as a flatpak") << QStringList{"flatpak"} << QStringList{"All"} << "Fay Flat|";
+        QTest::newRow("Evolution synced from a CardDAV server")
+            << QStringList{"online"} << QStringList{"All", "Remote"} << "Rita Remote|rita@r.org";
+        QTest::newRow("all at once") << QStringList{"running", "snap", "flatpak", "online"}
+                                     << QStringList{"All", "Remote", "Birds"}
+                                     << "Rita Remote|rita@r.org\nTom Bird|tom@t.org\nSue Snap|\nFay Flat|";
+    }
+    void desktopBooks()
+    {
+        QFETCH(QStringList, books);
+        TestHome home;
+        _ABCFFunctions::resetAddressBookForTesting();
+        const auto person = [](const char* uid, const char* first, const char* last, const char* more = "") {
+            return QByteArray("BEGIN:VCARD\r\nVERSION:3.0\r\nUID:") + uid + "\r\nFN:" + first + ' ' + last
+                + "\r\nN:" + last + ';' + first + ";;;\r\n" + more + "END:VCARD\r\n";
+        };
+        const std::pair<const char*, QByteArray> profiles[] = {{"snap", "snap/thunderbird/common/.thunderbird"},
+            {"flatpak", ".var/app/org.mozilla.Thunderbird/.thunderbird"}};
+        for (const auto& [kind, root] : profiles) {
+            const QByteArray first = kind == QByteArrayView("snap") ? "Sue" : "Fay",
+                             last = first == "Sue" ? "Snap" : "Flat";
+            if (books.contains(kind))
+                books::thunderbird(home,
+                    "INSERT INTO properties VALUES ('" + first + "', 'FirstName', '" + first + "'), ('" + first
+                        + "', 'LastName', '" + last + "');",
+                    false, root);
+        }
+        if (books.contains("online"))
+            books::carddav(home,
+                {{"dav1",
+                     person("r1", "Rita", "Remote", "EMAIL:rita@r.org\r\nCATEGORIES:Remote\r\n") + '\x1e'
+                         + person("r2", "Sam", "Second")},
+                    {"dav2", person("d1", "Dan", "Hidden", "CATEGORIES:Hidden\r\n")}},
+                {"dav1=r2"}, {"dav2"});
+        std::unique_ptr<books::Running> running;
+        const QString profile = home.path(".thunderbird/p");
+        if (books.contains("running")) {
+            // Rita's own card says where she is; the named fields beside it are older.
+            books::thunderbird(home,
+                "INSERT INTO properties VALUES ('r1', '_vCard', '"
+                    + person("r1", "Rita", "Bird", "EMAIL:rita@bird.org\r\n")
+                    + "'), ('r1', 'PrimaryEmail', 'old@bird.org'), ('t2', 'FirstName', 'Tom'), ('t2', 'LastName', "
+                      "'Bird'), ('t2', 'PrimaryEmail', 'tom@t.org');\nINSERT INTO lists VALUES ('l1', 'Birds', '', "
+                      "'');\n"
+                      "INSERT INTO list_cards VALUES ('l1', 'r1'), ('l1', 't2');\n",
+                false);
+            running = std::make_unique<books::Running>(profile + "/abook.sqlite");
+            QVERIFY(running->ready());
+        }
+        const auto before = books::snapshot(profile);
+        Program program;
+        ApplicationAddMenuHandlers();
+        QVERIFY(MakeDefaultView() && program.start());
+        QStringList listed;
+        QTimer shown;
+        connect(&shown, &QTimer::timeout, this, [&] {
+            if (!wAddressBook::Exists() || !wAddressBook::Instance()->isVisible())
+                return;
+            shown.stop();
+            wAddressBook* d = wAddressBook::Instance();
+            for (int r = 0; r < d->lAddressBook->ListCount(); ++r)
+                listed << d->lAddressBook->Cell(r, 0);
+            Ui::click(d->lAddressBook, 0, 0);
+            QTest::mouseClick(d->btOk, Qt::LeftButton);
+        });
+        shown.start(0);
+        chooseAddressBook(program.window());
+        QTEST(listed, "listed");
+        QTEST(Sql(home.database()).query("SELECT Nome, Email FROM Contatos ORDER BY id"), "stored");
+        // Nothing was made or changed beside the book that Thunderbird holds.
+        QCOMPARE(books::snapshot(profile), before);
     }
 };
 

@@ -100,10 +100,10 @@ bool RunningCopy::OpenAnyway()
                        : QStringLiteral("This computer cannot ask that copy to come forward."));
     if (!AskOpenAnyway(text, details))
         return false;
-    // The holder cannot be asked, so its lock is taken as it stands. Deliberate: the file is removed, not
-    // QLockFile::removeStaleLockFile'd, since that refuses a holder on this computer that still lives, as a
-    // stopped one does, and the user has chosen. A lock that cannot be taken leaves the start as a folder
-    // without a lock file does.
+    // The holder cannot be asked, so its lock is taken as it stands. Deliberate: the file is removed
+    // outright, since QLockFile::removeStaleLockFile refuses a holder on this computer that still lives, a
+    // stopped one included, and the user has chosen. A lock that cannot be taken leaves the start as a
+    // folder without a lock file does.
     QFile::remove(lockPath());
     if (!m_lock->tryLock(0))
         m_lock.reset();

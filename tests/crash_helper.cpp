@@ -1,11 +1,12 @@
 // The program, started as its entry starts it, on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on
 // stdout what it has done, a line at a time, so that tst_durability can kill it at any moment and know what must be on
-// disk. Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced with ">"
-// and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go", "single" (owns the
-// data folder as the program does, minimised, and says when a later start asks it forward), "box" (the same, with the
-// start-up messages shown for real; a later start's request closes the one it brings forward), "later BUTTON" (a later
-// start: the question about a holder it cannot reach is answered with that button; once open, says who holds the lock).
-// Every message box that shows is reported with its texts and buttons.
+// disk, and tst_runningcopy can see what each of two copies shows. Modes: "work SEED" (the rows found at start, then
+// endless adds, changes and deletes, each announced with ">" and reported once its handler has returned), "fsize",
+// "readonly", "backup PATH", "prefs pause|go", "single" (owns the data folder as the program does, minimised, and says
+// when a later start asks it forward), "box" (the same, with the start-up messages shown for real; a later start's
+// request closes the one it brings forward), "later BUTTON" (a later start: the question about a holder it cannot
+// reach is answered with that button; once open, says who holds the lock). Every message box that shows is reported
+// with its texts and buttons.
 #include "canvas.h"
 #include "programfixture.h"
 #include "runningcopy.h"

@@ -15,18 +15,23 @@ int StartProgram(int& argc, char** argv, const StartOptions& options)
     // opens anything, the display included.
     const auto folder = App::DataFolder();
     RunningCopy copy(folder ? folder->NativePath() : QString());
-    if (options.claim && !copy.Claim())
+    const auto claimed = options.claim ? copy.Claim() : RunningCopy::Claimed::Owned;
+    if (claimed == RunningCopy::Claimed::HandedOver)
         return options.laterStartStatus;
     Application application(argc, argv);
     if (options.configure)
         options.configure();
-    App app;
-    ApplicationAddMenuHandlers();
-    MakeDefaultView();
+    // A holder that cannot be asked never leaves a start without a window: the user chooses.
+    if (claimed == RunningCopy::Claimed::Unreachable && !copy.OpenAnyway())
+        return options.laterStartStatus;
+    // Listening before the window is made shortens the moment in which a later start finds no one.
     if (options.comeForward)
         copy.Serve(options.comeForward);
     else
         copy.Serve([] { RunningCopy::BringForward(Principal::Live()); });
+    App app;
+    ApplicationAddMenuHandlers();
+    MakeDefaultView();
     // The opening runs inside the event loop, so a failure there can end it with Quit.
     QTimer::singleShot(0, [&options] {
         const bool opened = RunGuarded(&Principal::Start, false);

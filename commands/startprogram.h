@@ -7,10 +7,12 @@
 struct StartOptions
 {
     // The data folder is claimed before anything else is made; when a running copy owns it, that copy
-    // is asked forward and the start ends with laterStartStatus.
+    // is asked forward and the start ends with laterStartStatus, as it does when the user quits rather
+    // than open beside a copy that cannot be asked.
     bool claim = true;
     int laterStartStatus = 0;
-    // Once the application object exists, before App: the program's identity, or a test's hooks.
+    // Once the application object exists, before App and any question: the program's identity, or a
+    // test's hooks.
     std::function<void()> configure;
     // What a later start's request does; by default the live main window comes forward.
     std::function<void()> comeForward;

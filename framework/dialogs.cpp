@@ -4,6 +4,7 @@
 #include <QFileDialog>
 #include <QHash>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QQueue>
 
 namespace {
@@ -51,6 +52,8 @@ QString dialogName(Dialog dialog)
         return QStringLiteral("ContextualMenu");
     case Dialog::MailSenha:
         return QStringLiteral("wMailSenha");
+    case Dialog::OpenAnyway:
+        return QStringLiteral("OpenAnyway");
     }
     return QString();
 }
@@ -118,4 +121,20 @@ std::optional<FolderItem> GetSaveFolderItem(const QString& filter, const QString
     if (path.isEmpty())
         return std::nullopt;
     return FolderItem(path);
+}
+
+bool AskOpenAnyway(const QString& text, const QString& details)
+{
+    if (auto answer = DialogHooks::takeAnswer(Dialog::OpenAnyway)) {
+        if (state().recording)
+            state().messages.append(text + QLatin1Char('\n') + details);
+        return answer->toBool();
+    }
+    QMessageBox box(QMessageBox::Warning, QApplication::applicationDisplayName(), text);
+    box.setInformativeText(details);
+    QPushButton* open = box.addButton(QStringLiteral("Open Anyway"), QMessageBox::AcceptRole);
+    // Quit is the safe answer: it leaves the other copy's data alone.
+    box.setDefaultButton(box.addButton(QStringLiteral("Quit"), QMessageBox::RejectRole));
+    box.exec();
+    return box.clickedButton() == open;
 }

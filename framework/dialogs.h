@@ -17,6 +17,10 @@ void MsgBox(const QString& text);
 // dialog itself asks before an existing file is chosen. Its hook answer is a path, empty for Cancel.
 std::optional<FolderItem> GetSaveFolderItem(const QString& filter, const QString& defaultName);
 
+// The question of a start whose data folder is held by a copy it cannot reach: true for "Open Anyway",
+// false for "Quit", which is also what Escape and closing the question give.
+bool AskOpenAnyway(const QString& text, const QString& details);
+
 // The program's modal dialogs, as the test seam knows them: a typed name cannot be misspelt.
 enum class Dialog {
     Confirma, // answer: bool
@@ -24,6 +28,7 @@ enum class Dialog {
     SaveFolderItem, // answer: a path, empty for Cancel
     ContextualMenu, // answer: the chosen item's text
     MailSenha, // answer: the typed password for Ok
+    OpenAnyway, // answer: bool
 };
 QString dialogName(Dialog dialog);
 

@@ -1,15 +1,23 @@
 // The program, started as its entry starts it, on the home the caller gives it (HOME, XDG_CONFIG_HOME), saying on
 // stdout what it has done, a line at a time, so that tst_durability can kill it at any moment and know what must be on
-// disk. Modes: "work SEED" (the rows found at start, then endless adds, changes and deletes, each announced with ">"
-// and reported once its handler has returned), "fsize", "readonly", "backup PATH", "prefs pause|go", "single" (owns the
-// data folder as the program does, minimised, and says when a later start asks it forward).
+// disk, and tst_runningcopy can see what each of two copies shows. Modes: "work SEED" (the rows found at start, then
+// endless adds, changes and deletes, each announced with ">" and reported once its handler has returned), "fsize",
+// "readonly", "backup PATH", "prefs pause|go", "single" (owns the data folder as the program does, minimised, and says
+// when a later start asks it forward), "box" (the same, with the start-up messages shown for real; a later start's
+// request closes the one it brings forward), "later BUTTON" (a later start: the question about a holder it cannot
+// reach is answered with that button; once open, says who holds the lock). Every message box that shows is reported
+// with its texts and buttons.
 #include "canvas.h"
 #include "programfixture.h"
 #include "runningcopy.h"
 #include "startprogram.h"
 
 #include <QDir>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
 #include <QRandomGenerator>
+#include <QTimer>
 #include <csignal>
 #include <linux/capability.h>
 #include <sys/resource.h>
@@ -133,6 +141,49 @@ void dropFileOverride()
     syscall(SYS_capset, &header, data);
 }
 
+QString oneLine(QString text)
+{
+    return text.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
+}
+
+// Each message box as the user sees it: "dialog TEXT|DETAILS|BUTTONS"; the button named `answer` is clicked.
+void watchMessageBoxes(const QString& answer)
+{
+    auto* poll = new QTimer(qApp);
+    QObject::connect(poll, &QTimer::timeout, [answer] {
+        static QPointer<QMessageBox> seen;
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box || box == seen)
+            return;
+        seen = box;
+        QStringList buttons;
+        for (QAbstractButton* b : box->buttons())
+            buttons << b->text();
+        say(QStringLiteral("dialog %1|%2|%3")
+                .arg(oneLine(box->text()), oneLine(box->informativeText()), buttons.join(QLatin1Char(','))));
+        for (QAbstractButton* b : box->buttons()) {
+            if (b->text() == answer)
+                QTimer::singleShot(0, b, &QAbstractButton::click);
+        }
+    });
+    poll->start(20);
+}
+
+// What a later start's request leaves in front: the active window, and whether the main window shows.
+void sayForward()
+{
+    [[maybe_unused]] const bool active = QTest::qWaitFor(
+        [] { return QApplication::activeWindow() && !QApplication::activeWindow()->isMinimized(); }, 1000);
+    QWidget* front = QApplication::activeWindow();
+    const auto* box = qobject_cast<QMessageBox*>(front);
+    const QWidget* main = Principal::Live();
+    say(QStringLiteral("forward %1, main window %2")
+            .arg(box        ? QStringLiteral("message ") + oneLine(box->text())
+                    : front ? front->objectName()
+                            : "nothing",
+                main && main->isVisible() ? QStringLiteral("shown") : QStringLiteral("hidden")));
+}
+
 void addAndReport(const QString& name)
 {
     add(true, name);
@@ -164,6 +215,11 @@ void runMode(const QString& mode, const QString& arg)
         w->FazBackup();
         limitFileSize(RLIM_INFINITY);
         messages();
+    } else if (mode == QLatin1String("later")) {
+        QFile lock(folder + QStringLiteral("/.tallyvane.lock"));
+        lock.open(QIODevice::ReadOnly);
+        const QList<QByteArray> lines = lock.readAll().split('\n');
+        say(QStringLiteral("lock %1 %2").arg(QString::fromUtf8(lines.value(0)), QString::fromUtf8(lines.value(2))));
     } else if (mode == QLatin1String("single")) {
         // Waits in the event loop for a later start's request.
         w->showMinimized();
@@ -192,16 +248,23 @@ int main(int argc, char** argv)
     std::signal(SIGXFSZ, SIG_IGN);
     const QString mode = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
     const QString arg = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
+    const bool box = mode == QLatin1String("box");
     StartOptions options;
-    options.claim = mode == QLatin1String("single");
+    options.claim = mode == QLatin1String("single") || box || mode == QLatin1String("later");
+    // The copies meet a read-only runtime folder as any user does.
+    if (options.claim)
+        dropFileOverride();
     options.laterStartStatus = 5;
-    options.configure = [] { DialogHooks::setRecording(true); };
-    options.comeForward = [] {
-        if (!w)
-            return;
-        RunningCopy::BringForward(w);
-        [[maybe_unused]] const bool active = QTest::qWaitFor([] { return w->isActiveWindow(); }, 1000);
-        say(QStringLiteral("forward %1 %2").arg(w->isMinimized()).arg(w->isActiveWindow()));
+    options.configure = [box, &mode, &arg] {
+        DialogHooks::setRecording(!box);
+        DialogHooks::showReal(Dialog::OpenAnyway);
+        watchMessageBoxes(mode == QLatin1String("later") ? arg : QString());
+    };
+    options.comeForward = [box] {
+        RunningCopy::BringForward(Principal::Live());
+        sayForward();
+        if (auto* modal = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()); modal && box)
+            QTimer::singleShot(0, modal, &QDialog::accept);
     };
     options.started = [&mode, &arg](bool opened) {
         if (!opened) {

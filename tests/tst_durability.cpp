@@ -137,44 +137,6 @@ private slots:
         QCOMPARE(QDir(QFileInfo(old).path()).entryList(QDir::Files | QDir::Hidden), QStringList({"Copy.rbd"}));
     }
 
-    // A second start while one runs touches nothing, brings the first forward and ends; a copy killed
-    // leaves no lock that stops the next start; two homes each have a copy of their own.
-    void oneRunningCopyPerDataFolder()
-    {
-        m_home->writePrefs(QStringList(41, QStringLiteral("7")));
-        // The killed copies' sockets stay with this home, not in the user's runtime folder.
-        qputenv("XDG_RUNTIME_DIR", m_home->path().toUtf8());
-        const auto files = [this] {
-            QStringList all = QDir(m_home->dataFolder()).entryList(QDir::AllEntries | QDir::Hidden);
-            for (const QString& path : {m_home->prefs(), m_home->database()})
-                all << QString::fromLatin1(TestHome::read(path).toBase64());
-            return all;
-        };
-        QProcess first, second, again, other;
-        start(first, {QStringLiteral("single")});
-        for (QString l; l != QLatin1String("waiting");)
-            QVERIFY((l = line(first)) != QLatin1String("<ended>"));
-        const QStringList before = files();
-        second.start(QStringLiteral(TALLYVANE), {});
-        QVERIFY2(second.waitForFinished(1000), "the second start did not end within a second");
-        QCOMPARE(second.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(second.exitCode(), 0);
-        QCOMPARE(line(first), QStringLiteral("forward 0 1"));
-        QCOMPARE(files(), before);
-
-        first.kill();
-        QVERIFY(first.waitForFinished(10000));
-        start(again, {QStringLiteral("single")});
-        QCOMPARE(line(again), QStringLiteral("open"));
-        const TestHome otherHome;
-        start(other, {QStringLiteral("single")});
-        QCOMPARE(line(other), QStringLiteral("open"));
-        for (QProcess* p : {&again, &other}) {
-            p->kill();
-            p->waitForFinished(10000);
-        }
-    }
-
     // A database that cannot grow, or whose folder takes no new file: the row is refused with
     // "DB Error", the program goes on, and every committed row is there at the next start.
     void refusedDatabaseWrites_data()

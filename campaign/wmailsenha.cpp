@@ -23,6 +23,8 @@ wMailSenha::wMailSenha()
     eSenha->setObjectName(QStringLiteral("eSenha"));
     eSenha->setGeometry(114, 45, 182, 22);
     eSenha->setEchoMode(QLineEdit::Password);
+    NameAfterCaption(eSenha, StaticText1);
+    eSenha->setAccessibleDescription(StaticText2->text());
 
     btok = NewButton(this, QStringLiteral("btok"), QStringLiteral("Ok"), QRect(235, 80, 68, 20), ButtonKind::Default);
     QFont f = btok->font();

@@ -15,6 +15,7 @@ wMensagem1::wMensagem1()
 
     EnvioMSG = NewLabel(this, QStringLiteral("EnvioMSG"), QStringLiteral("Please wait. Sending messages"),
         QRect(82, 36, 256, 20), Qt::AlignLeft | Qt::AlignVCenter, 11);
+    NameAfterCaption(ProgressWheel1, EnvioMSG);
 }
 
 // Modal for the user, but the caller goes on at once.

@@ -19,18 +19,22 @@ Toolbar1::Toolbar1(QWidget* parent)
     setFloatable(false);
     setContextMenuPolicy(Qt::PreventContextMenu);
     tb_projetos = button(QStringLiteral("tb_projetos"), QStringLiteral("Projects"), icone_projetos32x32(),
-        QStringLiteral("icone_projetos32x32"));
+        QStringLiteral("icone_projetos32x32"), QStringLiteral("Shows the task list, reloaded"));
     tb_clientes = button(QStringLiteral("tb_clientes"), QStringLiteral("Customers"), icone_clientes32x32(),
-        QStringLiteral("icone_clientes32x32"));
-    tb_label = button(
-        QStringLiteral("tb_label"), QStringLiteral("Label"), icone_labels32x32(), QStringLiteral("icone_labels32x32"));
+        QStringLiteral("icone_clientes32x32"), QStringLiteral("Shows the customer list, reloaded"));
+    tb_label = button(QStringLiteral("tb_label"), QStringLiteral("Label"), icone_labels32x32(),
+        QStringLiteral("icone_labels32x32"), QStringLiteral("Opens the label editor"));
     tb_mail = button(QStringLiteral("tb_mail"), QStringLiteral("E-Mail"), icone_mailing32x32(),
-        QStringLiteral("icone_mailing32x32"));
+        QStringLiteral("icone_mailing32x32"), QStringLiteral("Sends the message to the selected customers"));
     tb_backup = button(QStringLiteral("tb_backup"), QStringLiteral("Backup"), icone_backup32x32(),
-        QStringLiteral("icone_backup32x32"));
+        QStringLiteral("icone_backup32x32"), QStringLiteral("Copies the database to a place of your choice"));
+    // The button that a narrow window shows for the buttons it cannot fit; Qt leaves it without a name.
+    if (auto* more = findChild<QToolButton*>(QStringLiteral("qt_toolbar_ext_button")))
+        more->setAccessibleName(QStringLiteral("More toolbar buttons"));
 }
 
-QAction* Toolbar1::button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName)
+QAction* Toolbar1::button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName,
+    const QString& description)
 {
     // QIcon hands a 2x screen the 64-pixel drawing rather than enlarging the 32-pixel picture.
     QIcon both(QPixmap::fromImage(icon));
@@ -42,6 +46,7 @@ QAction* Toolbar1::button(const QString& name, const QString& caption, const QIm
     if (QWidget* w = widgetForAction(a)) {
         w->setObjectName(name);
         w->setMinimumWidth(72);
+        w->setAccessibleDescription(description);
         w->installEventFilter(this);
     }
     return a;

@@ -22,5 +22,6 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QAction* button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName);
+    QAction* button(const QString& name, const QString& caption, const QImage& icon, const QString& pictureName,
+        const QString& description);
 };

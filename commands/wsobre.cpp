@@ -84,8 +84,10 @@ wSobre::wSobre(QWidget* parent)
     QFont small = StaticText3->font();
     small.setPointSizeF(small.pointSizeF() * 9.0 / 11.0);
     StaticText3->setFont(small);
-    for (ClickableText* link : {StaticText1, StaticText3})
+    for (ClickableText* link : {StaticText1, StaticText3}) {
         link->setCursor(Qt::PointingHandCursor);
+        link->setAccessibleDescription(QStringLiteral("Opens the seller's web page"));
+    }
 
     connect(bt_ok, &QPushButton::clicked, this, Guarded(this, &wSobre::bt_ok_Action));
     StaticText1->MouseDown = [this](int x, int y) { return StaticText1_MouseDown(x, y); };

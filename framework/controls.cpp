@@ -31,6 +31,13 @@ QLabel* NewLabel(
     return label;
 }
 
+void NameAfterCaption(QWidget* control, QLabel* caption, const QString& context)
+{
+    caption->setBuddy(control);
+    const QString text = caption->text().trimmed();
+    control->setAccessibleName(context.isEmpty() ? text : context + QLatin1Char(' ') + text);
+}
+
 void SetUpModal(QDialog* window, const QString& name, const QString& title, QSize size)
 {
     window->setObjectName(name);

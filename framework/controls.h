@@ -19,5 +19,8 @@ QPushButton* NewButton(QWidget* window, const QString& name, const QString& capt
 // the window's font.
 QLabel* NewLabel(
     QWidget* window, const QString& name, const QString& text, QRect where, Qt::Alignment align, int pointSize = 0);
+// Names a control for screen readers after the caption that stands beside it, and ties the two; a context
+// sets apart controls of one window whose captions repeat.
+void NameAfterCaption(QWidget* control, QLabel* caption, const QString& context = QString());
 // A modal window of a fixed size, with its name and title.
 void SetUpModal(QDialog* window, const QString& name, const QString& title, QSize size);

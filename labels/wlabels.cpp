@@ -82,8 +82,20 @@ void wLabels::CreateControls()
         this, QStringLiteral("btCancela"), QStringLiteral("Cancel"), QRect(111, 221, 65, 20), ButtonKind::Plain);
     btOk = NewButton(this, QStringLiteral("btOk"), QStringLiteral("Ok"), QRect(188, 221, 52, 20), ButtonKind::Default);
 
-    for (int i = 1; i <= 5; ++i)
+    for (int i = 1; i <= 5; ++i) {
         rectangle(i)->MouseDown = [this, i](int x, int y) { return Rectangle_MouseDown(i, x, y); };
+        // The fields have no captions: a screen reader reads the label's number, and its square the title.
+        const QString label = QStringLiteral("Label %1").arg(i);
+        novalabel(i)->setAccessibleName(label);
+        novalabel(i)->setAccessibleDescription(QStringLiteral("The label's title, up to 15 characters"));
+        rectangle(i)->setAccessibleDescription(QStringLiteral("Choose the label's colour"));
+        const auto nameSquare = [r = rectangle(i), label](const QString& title) {
+            r->setAccessibleName(
+                title.isEmpty() ? label + QStringLiteral(" colour") : label + QStringLiteral(" colour: ") + title);
+        };
+        nameSquare(QString());
+        connect(novalabel(i), &QLineEdit::textChanged, rectangle(i), nameSquare);
+    }
     connect(btOk, &QPushButton::clicked, this, Guarded(this, &wLabels::btOk_Action));
     connect(btCancela, &QPushButton::clicked, this, Guarded(this, &wLabels::btCancela_Action));
 }

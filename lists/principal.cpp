@@ -4,6 +4,7 @@
 #include "canvas.h"
 #include "confirma.h"
 #include "contextualmenu.h"
+#include "controls.h"
 #include "dialogs.h"
 #include "keyboard.h"
 #include "listbox.h"
@@ -106,6 +107,17 @@ void Principal::CreateControls()
     };
     StaticText1 = title(page0, QStringLiteral("Customers"), QStringLiteral("StaticText1"), 17, 9);
     StaticText2 = title(page1, QStringLiteral("Projects"), QStringLiteral("StaticText2"), 17, 8);
+
+    // A screen reader tells the two lists and the two Add buttons apart by their page.
+    NameAfterCaption(Contatos, StaticText1);
+    Contatos->setAccessibleDescription(
+        QStringLiteral("Double-click a cell to edit it, Return stores the row, Delete removes the selected rows"));
+    NameAfterCaption(Projetos, StaticText2);
+    Projetos->setAccessibleDescription(Contatos->accessibleDescription());
+    bt_inserecontato->setAccessibleName(QStringLiteral("Add customer"));
+    bt_inserecontato->setAccessibleDescription(QStringLiteral("Starts a new customer row"));
+    bt_insereprojeto->setAccessibleName(QStringLiteral("Add project"));
+    bt_insereprojeto->setAccessibleDescription(QStringLiteral("Starts a new task row"));
 
     Contatos->CellClick = [this](int r, int c, int x, int y) { return Contatos_CellClick(r, c, x, y); };
     Contatos->DoubleClick = [this] { Contatos_DoubleClick(); };

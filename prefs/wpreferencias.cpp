@@ -130,10 +130,22 @@ void wPreferencias::CreateControls()
         QLabel* caption;
         label(caption, QStringLiteral("StaticText%1").arg(7 + row), 2, QRect(45, labelTop[row], 46, 20), number, right);
         field(*projeto[row], QStringLiteral("tColProjeto%1").arg(row + 1), 2, QRect(120, fieldTop, 227, 22));
+        // Both heading tabs have captions "#1" to "#6": the tab's title goes before them.
+        NameAfterCaption(*projeto[row], caption, TabPanel1->tabText(2));
+        (*projeto[row])->setAccessibleDescription(StaticText6->text().trimmed());
         label(
             caption, QStringLiteral("StaticText%1").arg(14 + row), 3, QRect(45, labelTop[row], 46, 20), number, right);
         field(*cliente[row], QStringLiteral("tColCliente%1").arg(row + 1), 3, QRect(120, fieldTop, 227, 22));
+        NameAfterCaption(*cliente[row], caption, TabPanel1->tabText(3));
+        (*cliente[row])->setAccessibleDescription(StaticText13->text().trimmed());
     }
+
+    NameAfterCaption(eServidor, StaticText1);
+    NameAfterCaption(eMail, StaticText2);
+    NameAfterCaption(eNome, StaticText3);
+    NameAfterCaption(eMensagem, StaticText4);
+    NameAfterCaption(eAssunto, StaticText5);
+    CoresFundo->setAccessibleDescription(QStringLiteral("Takes effect at once, whichever button closes the window"));
 
     connect(CoresFundo, &QCheckBox::toggled, this, Guarded(this, &wPreferencias::CoresFundo_Action));
     connect(btCancela, &QPushButton::clicked, this, Guarded(this, &wPreferencias::btCancela_Action));

@@ -49,6 +49,7 @@ void wAddressBook::CreateControls()
     StaticText1 = NewLabel(this, QStringLiteral("StaticText1"), QStringLiteral("Please select the group to import"),
         QRect(33, 20, 247, 31), Qt::AlignLeft | Qt::AlignTop);
     StaticText1->setWordWrap(true);
+    NameAfterCaption(lAddressBook, StaticText1);
     importando = NewLabel(
         this, QStringLiteral("importando"), QString(), QRect(33, 230, 233, 20), Qt::AlignRight | Qt::AlignVCenter);
     // It is painted once per person: plain and opaque, so that nothing else is painted with it.

@@ -141,6 +141,7 @@ private slots:
     void rewriteEachVersion_data();
     void rewriteEachVersion();
     void handlesBalance();
+    void changedRecordsFreed();
     void bridgeValues();
     void listEditing();
     void unreadableNameStopsTheSave();
@@ -428,6 +429,28 @@ void TestAddressBook::handlesBalance()
     _ABRelease(properties);
     QCOMPARE(book->Find(QStringLiteral("eva")).size(), 1);
     QCOMPARE(liveOwnedHandlesForTesting(), before + propertyCount + 2);
+}
+
+// The old state of a changed card is freed once nothing holds it: the values alive come back to their level at
+// each opening, while a person and a group the caller holds from before still answer.
+void TestAddressBook::changedRecordsFreed()
+{
+    Home home;
+    const QByteArray crew = "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Crew\nMEMBER:urn:uuid:p1\nEND:VCARD\n";
+    home.card("p.vcf", vcf("p1", "Lima", "Eva") + vcf("p2", "Reis", "Rui") + crew);
+    const auto first = System::AddressBook();
+    const auto person = first->Contacts().value(0);
+    const auto group = first->Groups().value(0);
+    qint64 level = 0;
+    for (int round = 1; round <= 4; ++round) {
+        const QByteArray name(round, 'x'); // a size of its own, so that each write is a change
+        home.card("p.vcf", vcf("p1", "Lima", name.constData()) + vcf("p2", "Reis", "Rui") + crew);
+        QCOMPARE(walk(*System::AddressBook()).value(0), QString::fromLatin1(name + " Lima "));
+        level = round == 1 ? liveHandlesForTesting() : level;
+        QCOMPARE(liveHandlesForTesting(), level);
+    }
+    QCOMPARE(person->FirstName().Text(), QStringLiteral("Eva"));
+    QCOMPARE(group->Contacts().value(0)->FirstName().Text(), QStringLiteral("Eva"));
 }
 
 void TestAddressBook::bridgeValues()

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 #include <array>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -265,7 +266,7 @@ private:
     };
     Slot* slot(qint32 handle);
     void drop(qint32 handle);
-    std::vector<Slot> m_slots;
+    std::deque<Slot> m_slots; // grown in blocks: a large book never holds two copies of its table while it grows
     qint32 m_free = 0;
     qint64 m_owned = 0;
     qint64 m_live = 0;

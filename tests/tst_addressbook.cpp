@@ -705,7 +705,8 @@ void TestAddressBook::evolutionLive()
 void TestAddressBook::hostileSources_data()
 {
     QTest::addColumn<QString>("path"); // under the home
-    QTest::addColumn<QByteArray>("make"); // "fifo", "link:target", "sql:statements", "lock" or the bytes
+    // "fifo", "link:target", "sql:statements", "lock", "size:bytes" (a card, then a hole) or the bytes
+    QTest::addColumn<QByteArray>("make");
     const QString eds = QStringLiteral(".local/share/evolution/addressbook/system/contacts.db");
     const QString tb = QStringLiteral(".thunderbird/p/abook.sqlite");
     const QByteArray edsSql
@@ -715,8 +716,8 @@ void TestAddressBook::hostileSources_data()
     QTest::newRow("FIFO .vcf") << QStringLiteral(".local/share/contacts/fifo.vcf") << QByteArray("fifo");
     QTest::newRow("FIFO khard.conf") << QStringLiteral(".config/khard/khard.conf") << QByteArray("fifo");
     QTest::newRow(".vcf linked to /dev/zero") << QString(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
-    QTest::newRow(".vcf over the size cap") << QStringLiteral(".local/share/contacts/big.vcf")
-                                            << vcf("big", "Big", "Too", "NOTE:") + QByteArray(32 << 20, 'x');
+    QTest::newRow(".vcf over the size cap")
+        << QStringLiteral(".local/share/contacts/big.vcf") << "size:" + QByteArray::number((qint64(256) << 20) + 1);
     QTest::newRow("contacts.db not SQLite") << eds << QByteArray("BEGIN:VCARD\nFN:Not a database\nEND:VCARD\n");
     QTest::newRow("contacts.db cut short") << eds << "cut:" + edsSql + QByteArray(20000, ' ');
     QTest::newRow("contacts.db without a vCard column")
@@ -743,6 +744,9 @@ void TestAddressBook::hostileSources()
     QProcess locker;
     if (make == "fifo") {
         QCOMPARE(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+    } else if (make.startsWith("size:")) {
+        home.write(file, vcf("big", "Big", "Too"));
+        QVERIFY(QFile(file).resize(make.mid(5).toLongLong()));
     } else if (make.startsWith("link:")) {
         QVERIFY(QFile::link(QString::fromUtf8(make.mid(5)), file));
     } else if (make.contains(':') && QByteArray("sql cut lock").contains(make.left(make.indexOf(':')))) {

@@ -1,8 +1,9 @@
-// Memory of the address book. Peak: one vCard export of 7.5, 15 and 30 MB read through the book and walked as
-// the import walks it, each in a fresh process, so that peaks do not mix; the figure is the process's peak
-// (VmHWM) over that of a process reading a one-card book, as a ratio to the file's size. Changes: a
-// 10,000-person book in one vCard file, rewritten with one card changed before each opening, as Evolution or
-// Thunderbird rewrite their one database; the heap in use (mallinfo2) after 1, 10, 50 and 100 openings.
+// Memory of the address book. Peak: one vCard export of 7.5, 15 and 30 MB of small cards, and one of 60 MB with
+// photos, read through the book and walked as the import walks it, each in a fresh process, so that peaks do not
+// mix; the figure is the process's peak (VmHWM) over that of a process reading a one-card book, as a ratio to the
+// file's size. Changes: a 10,000-person book in one vCard file, rewritten with one card changed before each
+// opening, as Evolution or Thunderbird rewrite their one database; the heap in use (mallinfo2) after 1, 10, 50
+// and 100 openings.
 #include "abcffunctions.h"
 #include "addressbook.h"
 #include "benchdata.h"

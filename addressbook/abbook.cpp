@@ -14,10 +14,15 @@
 namespace abplatform {
 namespace {
 
-// One record held by the book, out of its lists: a duplicate, or the old state of a changed card.
-void retire(Book& book, qint32 h)
+// A record that left the book's lists. One that a file of the book still holds (a duplicate) stays, since
+// it comes back when the other card goes; the old state of a changed or gone card is given up, and lives on
+// only while a caller or a group still holds it.
+void retire(Book& book, qint32 h, const QSet<qint32>& inFiles)
 {
-    book.retired.append(h);
+    if (inFiles.contains(h))
+        book.retired.append(h);
+    else
+        platform().table.release(h);
 }
 
 std::unique_ptr<FileRecord> readUnit(Source& source, const Unit& unit)
@@ -97,8 +102,8 @@ void resolveMembers(Book& book)
 }
 
 // The book's lists made anew from its files, in source order: a person whose UID an earlier file
-// already gave (the same card reached through two places) is left out, and so is a group. Records that leave the lists
-// stay held, so that the handles given out keep answering.
+// already gave (the same card reached through two places) is left out, and so is a group. Handles given out
+// keep answering after their records leave the lists: the caller's own reference keeps them.
 void compose(Book& book)
 {
     Platform& P = platform();
@@ -165,10 +170,14 @@ void compose(Book& book)
     listed.reserve(people.size() + groups.size());
     listed.unite(QSet<qint32>(people.cbegin(), people.cend()));
     listed.unite(QSet<qint32>(groups.cbegin(), groups.cend()));
+    QSet<qint32> inFiles;
+    inFiles.reserve(records);
+    for (const auto& file : book.files)
+        inFiles.unite(QSet<qint32>(file->records.cbegin(), file->records.cend()));
     book.retired.clear();
     for (qint32 h : std::as_const(held)) {
         if (!listed.contains(h))
-            retire(book, h);
+            retire(book, h, inFiles);
     }
     resolveMembers(book);
 }

@@ -406,6 +406,10 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
     const bool company = showAs && showAs->value.trimmed().toUpper() == "COMPANY";
     for (int i = 0; i < card->props.size(); ++i)
         readLine(c, card->props[i], i);
+    for (MultiValue* mv : c.lists) {
+        if (mv)
+            mv->entries.squeeze(); // grown one by one, and seldom changed: a large book keeps none of the spare
+    }
     if (group) {
         putText(r, kGroupNameProperty, c.formatted);
     } else if (!c.named && !c.formatted.isEmpty() && c.formatted != c.org && !company) {
@@ -442,6 +446,7 @@ qint32 newRecord(const std::shared_ptr<vcard::Card>& card, bool group, bool owne
     if (raw->uid.isEmpty())
         raw->uid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     raw->put(constantText(kUIDProperty), platform().newString(raw->uid, false));
+    raw->values.squeeze();
     return h;
 }
 

@@ -291,6 +291,11 @@ qint64 liveOwnedHandlesForTesting()
     return table().ownedCount();
 }
 
+qint64 liveHandlesForTesting()
+{
+    return table().liveCount();
+}
+
 void resetAddressBookForTesting()
 {
     mABC.reset();

@@ -53,6 +53,8 @@ void BackgroundTask();
 // book and the constants are not counted), and a fresh start that drops the book and every handle,
 // so that the next call reads the folders again.
 qint64 liveOwnedHandlesForTesting();
+// Every value alive, whoever holds it.
+qint64 liveHandlesForTesting();
 void resetAddressBookForTesting();
 
 } // namespace _ABCFFunctions

@@ -51,6 +51,7 @@ qint32 Table::add(std::unique_ptr<Value> value, bool owned)
     s.immortal = false;
     s.nextFree = 0;
     m_owned += s.owned;
+    ++m_live;
     return handle;
 }
 
@@ -127,6 +128,7 @@ void Table::drop(qint32 first)
         std::unique_ptr<Value> value = std::move(s->value);
         s->nextFree = m_free;
         m_free = handle;
+        --m_live;
         QList<qint32> held;
         switch (value->kind) {
         case Kind::Array:

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 #include <array>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -211,7 +212,7 @@ struct Book final : Value
     std::vector<std::unique_ptr<FileRecord>> files;
     QList<qint32> people, groups; // held
     QList<qint32> removed; // held until the next save deletes their cards
-    QList<qint32> retired; // held, in no list: duplicates, and records whose card has changed or gone
+    QList<qint32> retired; // held, in no list: duplicates whose card a file still holds
     qint32 me = 0;
     QHash<QString, QHash<QString, int>> customTypes; // record type, property key, property type
 };
@@ -252,6 +253,7 @@ public:
     }
     void makeImmortal(qint32 handle);
     qint64 ownedCount() const { return m_owned; }
+    qint64 liveCount() const { return m_live; }
 
 private:
     struct Slot
@@ -264,9 +266,10 @@ private:
     };
     Slot* slot(qint32 handle);
     void drop(qint32 handle);
-    std::vector<Slot> m_slots;
+    std::deque<Slot> m_slots; // grown in blocks: a large book never holds two copies of its table while it grows
     qint32 m_free = 0;
     qint64 m_owned = 0;
+    qint64 m_live = 0;
 };
 
 // The constants of the platform, in the bridge's order.

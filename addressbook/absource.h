@@ -41,9 +41,12 @@ std::unique_ptr<Source> vcardFolders(int order);
 std::unique_ptr<Source> evolutionBooks(int order);
 std::unique_ptr<Source> thunderbirdBooks(int order);
 
-// Files above this size are skipped: the reader keeps about 25 bytes of memory per byte read, and
-// the largest real exports (tens of thousands of cards in one file) stay well below it.
-constexpr qint64 kMaxFileBytes = 32 << 20;
+// Files above this size are skipped. The files that come near it are exports with a photo per person (a phone's
+// or a webmail's, some tens of kilobytes a photo: 5,000 people make 150 to 250 MB), and such a file costs
+// about three times its size to read (the file, each card's bytes and each photo unfolded), so the cap bounds
+// a read to under a gigabyte; a file of small cards costs more per byte (bench_abmemory), but no real book of
+// them comes near the cap.
+constexpr qint64 kMaxFileBytes = qint64(256) << 20;
 
 // The bytes of a regular file, links followed, or nullopt for anything else (a FIFO, a device, a
 // folder, a file over the cap). It never blocks on open.

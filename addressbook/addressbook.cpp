@@ -8,6 +8,16 @@ using namespace _ABCFFunctions;
 
 namespace {
 
+// A record held for as long as its object lives, so that one that leaves the book when its card changes keeps
+// answering.
+template <class T> std::shared_ptr<T> held(qint32 ref, qint32 abref)
+{
+    auto r = std::make_shared<T>(ref, abref);
+    _ABRetain(ref);
+    r->needToRelease = true;
+    return r;
+}
+
 template <class T> QList<std::shared_ptr<T>> recordsOf(qint32 list, qint32 abref)
 {
     QList<std::shared_ptr<T>> out;
@@ -15,7 +25,7 @@ template <class T> QList<std::shared_ptr<T>> recordsOf(qint32 list, qint32 abref
     for (qint32 i = 0; i < count; ++i) {
         const qint32 entry = _ABArrayGetValue(list, i);
         if (entry)
-            out.append(std::make_shared<T>(entry, abref)); // the book keeps its records alive
+            out.append(held<T>(entry, abref));
         BackgroundTask();
     }
     _ABRelease(list);
@@ -36,7 +46,7 @@ AddressBook::AddressBook()
 std::shared_ptr<AddressBookContact> AddressBook::CurrentUser()
 {
     const qint32 me = _ABC().ABGetMe(abref);
-    return me ? std::make_shared<AddressBookContact>(me, abref) : nullptr;
+    return me ? held<AddressBookContact>(me, abref) : nullptr;
 }
 
 void AddressBook::setCurrentUser(const AddressBookContact& contact)
@@ -95,9 +105,9 @@ QList<std::shared_ptr<AddressBookRecord>> AddressBook::Find(const QString& text)
         const qint32 record = _ABArrayGetValue(matches, i);
         const qint32 type = c.ABRecordCopyRecordType(record);
         if (_ABEqual(type, c.kABPersonRecordType()))
-            found.append(std::make_shared<AddressBookContact>(record, abref));
+            found.append(held<AddressBookContact>(record, abref));
         else
-            found.append(std::make_shared<AddressBookGroup>(record, abref));
+            found.append(held<AddressBookGroup>(record, abref));
         _ABRelease(type);
         BackgroundTask();
     }

@@ -27,6 +27,7 @@ AddressBookData::AddressBookData(qint32 recordRef, qint32 bookRef, const QString
     , mProperty(property)
     , PropertyName(name)
 {
+    _ABRetain(recref); // a view that outlives its record's object still reads the record
 }
 
 AddressBookData::AddressBookData(const Variant& value)
@@ -35,7 +36,7 @@ AddressBookData::AddressBookData(const Variant& value)
 }
 
 AddressBookData::AddressBookData(AddressBookData&& other) noexcept
-    : recref(other.recref)
+    : recref(std::exchange(other.recref, 0))
     , abref(other.abref)
     , mProperty(std::move(other.mProperty))
     , valref(std::exchange(other.valref, 0))
@@ -50,6 +51,8 @@ AddressBookData::~AddressBookData()
 {
     if (valref)
         _ABRelease(valref);
+    if (recref)
+        _ABRelease(recref);
 }
 
 void AddressBookData::LoadValueRef()

@@ -134,6 +134,19 @@ QByteArray upperName(QByteArrayView name)
     return name.toByteArray().toUpper();
 }
 
+// A parameter value as read. The common ones are shared, as the names are.
+QByteArray paramText(QByteArrayView value)
+{
+    static const QByteArray common[] = {"INTERNET", "WORK", "HOME", "CELL", "VOICE", "FAX", "PREF", "pref", "OTHER",
+        "MAIN", "UTF-8", "QUOTED-PRINTABLE", "BASE64", "B", "b", "internet", "work", "home", "cell", "voice", "fax",
+        "X-MOBILE", "x-mobile", "text", "uri", "1"};
+    for (const QByteArray& c : common) {
+        if (c == value)
+            return c;
+    }
+    return value.toByteArray();
+}
+
 void parseParam(QByteArrayView text, Property& p, Version version, ParamIndex& index)
 {
     const qsizetype eq = text.indexOf('=');
@@ -143,7 +156,7 @@ void parseParam(QByteArrayView text, Property& p, Version version, ParamIndex& i
             return;
         const bool encoding
             = bare == "QUOTED-PRINTABLE" || bare == "BASE64" || bare == "B" || bare == "8BIT" || bare == "7BIT";
-        index.add(p, encoding ? QByteArrayLiteral("ENCODING") : QByteArrayLiteral("TYPE"), bare);
+        index.add(p, encoding ? QByteArrayLiteral("ENCODING") : QByteArrayLiteral("TYPE"), paramText(bare));
         return;
     }
     const QByteArray name = upperName(text.first(eq).trimmed());
@@ -157,13 +170,14 @@ void parseParam(QByteArrayView text, Property& p, Version version, ParamIndex& i
             QByteArrayView v = values.sliced(start, i - start).trimmed();
             if (v.size() >= 2 && v.front() == '"' && v.back() == '"')
                 v = v.sliced(1, v.size() - 2);
-            index.add(p, name, version == Version::V40 ? caretDecode(v) : v.toByteArray());
+            index.add(p, name, version == Version::V40 ? caretDecode(v) : paramText(v));
             start = i + 1;
         }
     }
 }
 
-bool parseProperty(QByteArrayView content, Property& p, Version version)
+// With view, the value is a view of content's bytes, which the caller keeps alive.
+bool parseProperty(QByteArrayView content, Property& p, Version version, bool view = false)
 {
     const qsizetype n = content.size();
     qsizetype i = 0;
@@ -173,7 +187,7 @@ bool parseProperty(QByteArrayView content, Property& p, Version version)
         return false;
     const QByteArrayView full = content.first(i).trimmed();
     const qsizetype dot = full.lastIndexOf('.');
-    p.group = dot < 0 ? QByteArray() : full.first(dot).toByteArray();
+    p.group = dot < 0 ? QByteArray() : view ? QByteArray::fromRawData(full.data(), dot) : full.first(dot).toByteArray();
     p.name = upperName(full.sliced(dot + 1));
     if (p.name.isEmpty())
         return false;
@@ -190,7 +204,8 @@ bool parseProperty(QByteArrayView content, Property& p, Version version)
             return false;
         parseParam(content.sliced(start, i - start), p, version, index);
     }
-    p.value = content.sliced(i + 1).toByteArray();
+    const QByteArrayView value = content.sliced(i + 1);
+    p.value = view ? QByteArray::fromRawData(value.data(), value.size()) : value.toByteArray();
     return true;
 }
 
@@ -239,8 +254,9 @@ QString unescape(QStringView s)
 class Reader
 {
 public:
+    // Data that is itself a view of bytes held elsewhere is copied, since the cards outlive the call.
     explicit Reader(const QByteArray& data)
-        : m_data(data)
+        : m_data(data.capacity() == 0 ? QByteArray(data.constData(), data.size()) : data)
     {
     }
 
@@ -276,7 +292,7 @@ public:
         }
         finishLogical(n);
         if (m_card) {
-            m_card->raw = m_data.mid(m_cardStart);
+            closeCard(n);
             m_file.cards.append(m_card);
             m_file.gaps.append(QByteArray());
             m_file.clean = false;
@@ -363,14 +379,14 @@ private:
             return;
         }
         if (begin) { // the card before had no end
-            m_card->raw = m_data.mid(m_cardStart, start - m_cardStart);
+            closeCard(start);
             m_file.cards.append(m_card);
             m_file.clean = false;
             startCard(start, QByteArray());
             return;
         }
         if (sameCI(content, "END:VCARD")) {
-            m_card->raw = m_data.mid(m_cardStart, end - m_cardStart);
+            closeCard(end);
             m_card->complete = true;
             m_file.cards.append(std::move(m_card));
             m_card.reset();
@@ -380,11 +396,11 @@ private:
         if (content.isEmpty())
             return;
         Property p;
-        if (!parseProperty(content, p, m_card->version)) {
+        if (!parseProperty(content, p, m_card->version, !m_folded)) {
             m_file.clean = false;
             return;
         }
-        p.raw = m_data.mid(start, end - start);
+        p.raw = QByteArray::fromRawData(m_data.constData() + start, end - start);
         if (p.name == "VERSION" && !m_versioned) { // a second one changes nothing already read
             m_card->version = versionOf(p.value);
             m_versioned = true;
@@ -392,7 +408,24 @@ private:
         m_card->props.append(std::move(p));
     }
 
-    const QByteArray& m_data;
+    // The card's bytes, of its own; its lines' raw bytes and unfolded values become views of them, rather than
+    // a copy each, so that a large book costs little more than its file.
+    void closeCard(qsizetype end)
+    {
+        m_card->raw = m_data.mid(m_cardStart, end - m_cardStart);
+        const quintptr from = quintptr(m_data.constData() + m_cardStart), to = from + quintptr(m_card->raw.size());
+        for (Property& p : m_card->props) {
+            p.params.squeeze();
+            for (QByteArray* bytes : {&p.raw, &p.value, &p.group}) {
+                const quintptr at = quintptr(bytes->constData());
+                if (at >= from && at + quintptr(bytes->size()) <= to)
+                    *bytes = QByteArray::fromRawData(m_card->raw.constData() + (at - from), bytes->size());
+            }
+        }
+        m_card->props.squeeze();
+    }
+
+    const QByteArray m_data;
     File m_file;
     std::shared_ptr<Card> m_card;
     qsizetype m_cardStart = 0;

@@ -20,6 +20,8 @@ struct Param
 
 struct Property
 {
+    // Of a card read from a file, group, value and raw may be views of the card's raw bytes: valid while the card
+    // lives.
     QByteArray group; // "item1" of "item1.EMAIL"
     QByteArray name; // upper case
     QList<Param> params;

@@ -9,6 +9,7 @@ QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_lists
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_campaign tests/smtp_server.py
 ./build-bench/bench/bench_addressbook
 ./build-bench/bench/bench_vcardscale
+./build-bench/bench/bench_abmemory
 ./build-bench/bench/bench_sources tests/eds_book.py tests/data/thunderbird-abook.sqlite
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_import
 QT_QPA_PLATFORM=offscreen ./build-bench/bench/bench_startup

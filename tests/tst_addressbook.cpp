@@ -111,6 +111,7 @@ private slots:
     void rewriteEachVersion_data();
     void rewriteEachVersion();
     void handlesBalance();
+    void changedRecordsFreed();
     void bridgeValues();
     void listEditing();
     void unreadableNameStopsTheSave();
@@ -401,6 +402,28 @@ void TestAddressBook::handlesBalance()
     QCOMPARE(liveOwnedHandlesForTesting(), before + propertyCount + 2);
 }
 
+// The old state of a changed card is freed once nothing holds it: the values alive come back to their level at
+// each opening, while a person and a group the caller holds from before still answer.
+void TestAddressBook::changedRecordsFreed()
+{
+    Home home;
+    const QByteArray crew = "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nFN:Crew\nMEMBER:urn:uuid:p1\nEND:VCARD\n";
+    home.card("p.vcf", vcf("p1", "Lima", "Eva") + vcf("p2", "Reis", "Rui") + crew);
+    const auto first = System::AddressBook();
+    const auto person = first->Contacts().value(0);
+    const auto group = first->Groups().value(0);
+    qint64 level = 0;
+    for (int round = 1; round <= 4; ++round) {
+        const QByteArray name(round, 'x'); // a size of its own, so that each write is a change
+        home.card("p.vcf", vcf("p1", "Lima", name.constData()) + vcf("p2", "Reis", "Rui") + crew);
+        QCOMPARE(walk(*System::AddressBook()).value(0), QString::fromLatin1(name + " Lima "));
+        level = round == 1 ? liveHandlesForTesting() : level;
+        QCOMPARE(liveHandlesForTesting(), level);
+    }
+    QCOMPARE(person->FirstName().Text(), QStringLiteral("Eva"));
+    QCOMPARE(group->Contacts().value(0)->FirstName().Text(), QStringLiteral("Eva"));
+}
+
 void TestAddressBook::bridgeValues()
 {
     Home home;
@@ -667,7 +690,8 @@ void TestAddressBook::evolutionLive()
 void TestAddressBook::hostileSources_data()
 {
     QTest::addColumn<QString>("path"); // under the home
-    QTest::addColumn<QByteArray>("make"); // "fifo", "link:target", "sql:statements", "lock" or the bytes
+    // "fifo", "link:target", "sql:statements", "lock", "size:bytes" (a card, then a hole) or the bytes
+    QTest::addColumn<QByteArray>("make");
     const QString eds = QStringLiteral(".local/share/evolution/addressbook/system/contacts.db");
     const QString tb = QStringLiteral(".thunderbird/p/abook.sqlite");
     const QByteArray edsSql
@@ -677,8 +701,8 @@ void TestAddressBook::hostileSources_data()
     QTest::newRow("FIFO .vcf") << QStringLiteral(".local/share/contacts/fifo.vcf") << QByteArray("fifo");
     QTest::newRow("FIFO khard.conf") << QStringLiteral(".config/khard/khard.conf") << QByteArray("fifo");
     QTest::newRow(".vcf linked to /dev/zero") << QString(".local/share/contacts/z.vcf") << QByteArray("link:/dev/zero");
-    QTest::newRow(".vcf over the size cap") << QStringLiteral(".local/share/contacts/big.vcf")
-                                            << vcf("big", "Big", "Too", "NOTE:") + QByteArray(32 << 20, 'x');
+    QTest::newRow(".vcf over the size cap")
+        << QStringLiteral(".local/share/contacts/big.vcf") << "size:" + QByteArray::number((qint64(256) << 20) + 1);
     QTest::newRow("contacts.db not SQLite") << eds << QByteArray("BEGIN:VCARD\nFN:Not a database\nEND:VCARD\n");
     QTest::newRow("contacts.db cut short") << eds << "cut:" + edsSql + QByteArray(20000, ' ');
     QTest::newRow("contacts.db without a vCard column")
@@ -702,6 +726,9 @@ void TestAddressBook::hostileSources()
     QProcess locker;
     if (make == "fifo") {
         QCOMPARE(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+    } else if (make.startsWith("size:")) {
+        home.write(file, vcf("big", "Big", "Too"));
+        QVERIFY(QFile(file).resize(make.mid(5).toLongLong()));
     } else if (make.startsWith("link:")) {
         QVERIFY(QFile::link(QString::fromUtf8(make.mid(5)), file));
     } else if (make.contains(':') && QByteArray("sql cut lock").contains(make.left(make.indexOf(':')))) {

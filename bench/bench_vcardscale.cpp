@@ -1,6 +1,6 @@
-// Work that grows with one card's size stays linear: one property with N distinct parameters read, and a
-// group of N members renamed and saved. Each is timed at N and 2N: a ratio near 2 is linear, near 4
-// quadratic.
+// Work that grows with one card's size stays linear: one property with N distinct parameters read, a
+// group of N members renamed and saved, and a book of N collections (one folder each) read. Each is timed at N and 2N:
+// a ratio near 2 is linear, near 4 quadratic.
 #include "abcffunctions.h"
 #include "addressbook.h"
 #include "benchdata.h"
@@ -59,6 +59,26 @@ double saveRenamedGroup(const QString& home, int n)
     return saved ? t.nsecsElapsed() / 1e6 : -1;
 }
 
+double readCollections(const QString& home, int n)
+{
+    const QString folder = home + QStringLiteral("/.local/share/contacts");
+    QDir(folder).removeRecursively();
+    for (int i = 0; i < n; ++i) {
+        const QByteArray uid = "p" + QByteArray::number(i);
+        QDir().mkpath(folder + QLatin1Char('/') + QString::fromLatin1(uid));
+        QFile f(folder + QLatin1Char('/') + QString::fromLatin1(uid) + QStringLiteral("/a.vcf"));
+        if (!f.open(QIODevice::WriteOnly))
+            return -1;
+        f.write("BEGIN:VCARD\r\nVERSION:3.0\r\nUID:" + uid + "\r\nN:Person;" + uid + ";;;\r\nEND:VCARD\r\n");
+    }
+    _ABCFFunctions::resetAddressBookForTesting();
+    QElapsedTimer t;
+    t.start();
+    const auto book = System::AddressBook();
+    const double ms = t.nsecsElapsed() / 1e6;
+    return book->Contacts().size() == n ? ms : -1;
+}
+
 template <class F> void report(const char* what, int n, F&& run)
 {
     double small = 1e18, large = 1e18;
@@ -78,5 +98,6 @@ int main(int argc, char** argv)
     const BenchData::Home home;
     report("one property's distinct parameters read", 20000, readParameters);
     report("a renamed group's members saved", 10000, [&](int n) { return saveRenamedGroup(home.path(), n); });
+    report("a book's collections read", 20000, [&](int n) { return readCollections(home.path(), n); });
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QSet>
 #include <QStandardPaths>
+#include <array>
 #include <unordered_map>
 
 // The shared book as its sources hold it now: read on first use, and at each later use only what
@@ -101,9 +102,10 @@ void resolveMembers(Book& book)
     }
 }
 
-// The book's lists made anew from its files, in source order: a person whose UID an earlier file
-// already gave (the same card reached through two places) is left out, and so is a group. Handles given out
-// keep answering after their records leave the lists: the caller's own reference keeps them.
+// The book's lists made anew from its files, in source order: a person whose UID an earlier file already gave
+// to a person (the same card reached through two places) is left out, and so is a group whose UID an earlier
+// file gave to a group. Handles given out keep answering after their records leave the lists: the caller's
+// own reference keeps them.
 void compose(Book& book)
 {
     Platform& P = platform();
@@ -116,11 +118,11 @@ void compose(Book& book)
             categories.insert(g->category.toCaseFolded(), h);
     }
     QList<qint32> people, groups;
-    QHash<QString, const FileRecord*> uidFile;
+    std::array<QHash<QString, const FileRecord*>, 2> uidFile; // people's, groups'
     qsizetype records = 0;
     for (const auto& file : book.files)
         records += file->records.size();
-    uidFile.reserve(records);
+    uidFile[0].reserve(records);
     held.reserve(held.size() + records);
     QSet<qint32> categoryUsed;
     for (const auto& file : book.files) {
@@ -128,10 +130,11 @@ void compose(Book& book)
             held.insert(h);
             Record* r = recordAt(h);
             if (r->uidInCard) {
-                const auto it = uidFile.constFind(r->uid);
-                if (it != uidFile.cend() && *it != file.get())
+                auto& firstFile = uidFile[r->kind == Kind::Group];
+                const auto it = firstFile.constFind(r->uid);
+                if (it != firstFile.cend() && *it != file.get())
                     continue;
-                uidFile.insert(r->uid, file.get());
+                firstFile.insert(r->uid, file.get());
             }
             if (r->kind == Kind::Group) {
                 resetMembers(*static_cast<Group*>(r));

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSet>
 #include <QStandardPaths>
 #include <glob.h>
 #include <sys/inotify.h>
@@ -17,6 +18,7 @@ struct Place
 {
     QString path;
     QString ext;
+    Qt::CaseSensitivity cs = Qt::CaseInsensitive; // of the extension
 };
 
 constexpr qint64 kMaxConfigBytes = 1 << 20;
@@ -96,12 +98,17 @@ void vdirsyncerPlaces(QList<Place>& out)
     auto flush = [&]() {
         if (inStorage && type == QLatin1String("filesystem") && !path.isEmpty() && !ext.isEmpty()
             && ext.compare(QLatin1String(".ics"), Qt::CaseInsensitive) != 0)
-            out.append({expandPath(path), ext});
+            out.append({expandPath(path), ext, Qt::CaseSensitive}); // as vdirsyncer lists its files
         type.clear();
         path.clear();
         ext.clear();
     };
-    for (const QString& raw : configLines(configFile("VDIRSYNCER_CONFIG", QStringLiteral("/vdirsyncer/config")))) {
+    // vdirsyncer reads its older place first, where that exists.
+    const QString older = QDir::homePath() + QLatin1String("/.vdirsyncer/config");
+    const QString config = qEnvironmentVariableIsEmpty("VDIRSYNCER_CONFIG") && QFileInfo::exists(older)
+        ? older
+        : configFile("VDIRSYNCER_CONFIG", QStringLiteral("/vdirsyncer/config"));
+    for (const QString& raw : configLines(config)) {
         const QString line = raw.trimmed();
         if (line.startsWith(QLatin1Char('['))) {
             flush();
@@ -125,17 +132,17 @@ void vdirsyncerPlaces(QList<Place>& out)
 class Listings
 {
 public:
-    QList<std::pair<QString, QByteArray>> files(const QString& folder, const QString& ext)
+    QList<std::pair<QString, QByteArray>> files(const QString& folder, const QString& ext, Qt::CaseSensitivity cs)
     {
         drain();
-        const QString key = folder + QLatin1Char('\n') + ext;
+        const QString key = folder + QLatin1Char('\n') + ext + QLatin1Char(cs == Qt::CaseSensitive ? '=' : '~');
         if (const auto it = m_kept.constFind(key); it != m_kept.cend())
             return it->files;
         const int wd = m_fd < 0 ? -1
                                 : ::inotify_add_watch(m_fd, QFile::encodeName(folder).constData(),
                                     IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB
                                         | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
-        auto listed = filesIn(folder, ext);
+        auto listed = filesIn(folder, ext, cs);
         const bool linked = std::any_of(listed.cbegin(), listed.cend(),
             [&](const auto& f) { return !f.first.startsWith(folder + QLatin1Char('/')); });
         if (wd >= 0 && !linked)
@@ -192,17 +199,17 @@ public:
         khardPlaces(places);
         vdirsyncerPlaces(places);
         bool any = false;
-        QStringList seen;
+        QSet<QString> seen;
         QString fallback;
         m_target.clear();
-        auto collection = [&](const QString& folder, const QString& ext) {
+        auto collection = [&](const QString& folder, const Place& place) {
             const QString canonical = QFileInfo(folder).canonicalFilePath();
             if (canonical.isEmpty() || seen.contains(canonical))
                 return;
-            const auto files = listings().files(canonical, ext);
+            const auto files = listings().files(canonical, place.ext, place.cs);
             if (files.isEmpty())
                 return;
-            seen.append(canonical);
+            seen.insert(canonical);
             if (m_target.isEmpty() && QFileInfo(canonical).isWritable())
                 m_target = canonical;
             for (const auto& [path, stamp] : files)
@@ -215,9 +222,9 @@ public:
             any = true;
             if (fallback.isEmpty() && info.isWritable())
                 fallback = info.canonicalFilePath();
-            collection(place.path, place.ext);
+            collection(place.path, place);
             for (const QString& sub : QDir(place.path).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
-                collection(place.path + QLatin1Char('/') + sub, place.ext);
+                collection(place.path + QLatin1Char('/') + sub, place);
         }
         if (m_target.isEmpty())
             m_target = fallback;

@@ -66,7 +66,7 @@ QByteArray fileStamp(const QString& path)
     return stampOf(st);
 }
 
-QList<std::pair<QString, QByteArray>> filesIn(const QString& folder, const QString& ext)
+QList<std::pair<QString, QByteArray>> filesIn(const QString& folder, const QString& ext, Qt::CaseSensitivity cs)
 {
     QList<std::pair<QString, QByteArray>> out;
     const QByteArray dirPath = QFile::encodeName(folder);
@@ -77,7 +77,8 @@ QList<std::pair<QString, QByteArray>> filesIn(const QString& folder, const QStri
     const int dfd = ::dirfd(dir);
     while (const dirent* e = ::readdir(dir)) {
         const QByteArray name(e->d_name);
-        if (name.startsWith('.') || !name.endsWith(suffix) || name.size() == suffix.size())
+        if (name.startsWith('.') || name.size() <= suffix.size()
+            || QByteArrayView(name).last(suffix.size()).compare(suffix, cs) != 0)
             continue;
         struct stat st
         {

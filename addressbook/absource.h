@@ -55,7 +55,8 @@ std::optional<QByteArray> readRegularFile(const QString& path, qint64 cap = kMax
 QByteArray fileStamp(const QString& path);
 // The regular files directly in a folder whose names end with ext (and do not start with a dot),
 // sorted by name, with their stamps; links are followed and named by their target.
-QList<std::pair<QString, QByteArray>> filesIn(const QString& folder, const QString& ext);
+QList<std::pair<QString, QByteArray>> filesIn(
+    const QString& folder, const QString& ext, Qt::CaseSensitivity cs = Qt::CaseInsensitive);
 // $VAR, ${VAR} and a leading ~ expanded, as the tools that write these configurations do.
 QString expandPath(const QString& path);
 

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QSet>
+#include <array>
 
 // Record to card: the lines of a changed record made anew, and the book's files written back.
 namespace abplatform {
@@ -396,6 +397,28 @@ QByteArray regenerate(const Record& r, const QByteArray& eol)
     return out + "END:VCARD" + eol;
 }
 
+// A removed record takes with it the cards the book merged into it: those of its kind and UID in the other
+// files that can be rewritten, left out of the lists as duplicates.
+void takeMerged(Book& book)
+{
+    std::array<QSet<QString>, 2> gone; // people's, groups'
+    for (qint32 h : std::as_const(book.removed)) {
+        if (const Record* r = recordAt(h); r && r->uidInCard)
+            gone[r->kind == Kind::Group].insert(r->uid);
+    }
+    if (gone[0].isEmpty() && gone[1].isEmpty())
+        return;
+    book.retired.removeIf([&](qint32 h) {
+        Record* r = recordAt(h);
+        if (!r || !r->file || !r->file->clean || !r->inBook || !r->uidInCard
+            || !gone[r->kind == Kind::Group].contains(r->uid))
+            return false;
+        r->inBook = false;
+        book.removed.append(h); // the book's hold goes with it
+        return true;
+    });
+}
+
 } // namespace
 
 bool hasUnsavedChanges(const Book& book)
@@ -417,6 +440,7 @@ bool saveBook(Book& book)
 {
     Platform& P = platform();
     bool ok = true;
+    takeMerged(book);
     QList<FileRecord*> touched;
     QSet<FileRecord*> seen;
     for (const QList<qint32>* list : {&book.people, &book.groups, &book.removed}) {
@@ -468,7 +492,10 @@ bool saveBook(Book& book)
     }
     for (Write& w : writes) {
         if (w.file && w.kept.isEmpty()) {
-            ok = QFile::remove(w.file->path) && ok;
+            if (!QFile::remove(w.file->path)) {
+                ok = false;
+                continue;
+            }
             w.file->cards.clear();
             w.file->records.clear();
             continue;
@@ -486,12 +513,16 @@ bool saveBook(Book& book)
         adopt(*w.file, w.bytes, w.kept);
         w.file->stamp = fileStamp(path);
     }
-    for (qint32 h : std::as_const(book.removed)) {
-        if (Record* r = recordAt(h); r && r->file && !r->file->records.contains(h))
+    // A removal that could not be written waits, held, for the next save: its file still names the record.
+    book.removed.removeIf([&](qint32 h) {
+        Record* r = recordAt(h);
+        if (r && r->file && r->file->records.contains(h))
+            return false;
+        if (r)
             r->file = nullptr;
         P.table.release(h);
-    }
-    book.removed.clear();
+        return true;
+    });
     return ok;
 }
 

@@ -356,12 +356,40 @@ private:
         m_quoted = m_inParams = false;
     }
 
-    void startCard(qsizetype start, QByteArray gap)
+    void startCard(qsizetype start, qsizetype end, QByteArray gap)
     {
         m_file.gaps.append(std::move(gap));
         m_card = std::make_shared<Card>();
+        m_card->version = versionAhead(end);
         m_cardStart = start;
         m_versioned = false;
+    }
+
+    // The version named by the card's first VERSION line, looked for before its lines are read: a line folded
+    // before that one unfolds as its version folds. Each card's lines are looked at once, up to that line.
+    Version versionAhead(qsizetype pos) const
+    {
+        const char* d = m_data.constData();
+        const qsizetype n = m_data.size();
+        while (pos < n) {
+            const char* nl = static_cast<const char*>(std::memchr(d + pos, '\n', size_t(n - pos)));
+            const qsizetype end = nl ? nl - d : n;
+            const QByteArrayView line(d + pos, end - pos);
+            pos = end + 1;
+            if (line.isEmpty() || line[0] == ' ' || line[0] == '\t')
+                continue;
+            const QByteArrayView content = line.trimmed();
+            if (sameCI(content, "END:VCARD") || sameCI(content, "BEGIN:VCARD"))
+                break;
+            qsizetype head = 0;
+            while (head < content.size() && content[head] != ';' && content[head] != ':')
+                ++head;
+            const QByteArrayView name = content.first(head).trimmed();
+            Property p;
+            if (sameCI(name.sliced(name.lastIndexOf('.') + 1), "VERSION") && parseProperty(content, p, Version::V30))
+                return versionOf(p.value);
+        }
+        return Version::V30;
     }
 
     void handle(QByteArrayView content, qsizetype start, qsizetype end)
@@ -372,7 +400,7 @@ private:
                 QByteArray gap = m_data.mid(m_gapStart, start - m_gapStart);
                 if (!blank(QByteArrayView(gap).trimmed()))
                     m_file.clean = false;
-                startCard(start, std::move(gap));
+                startCard(start, end, std::move(gap));
             } else if (!content.isEmpty()) {
                 m_file.clean = false;
             }
@@ -382,7 +410,7 @@ private:
             closeCard(start);
             m_file.cards.append(m_card);
             m_file.clean = false;
-            startCard(start, QByteArray());
+            startCard(start, end, QByteArray());
             return;
         }
         if (sameCI(content, "END:VCARD")) {
@@ -467,7 +495,7 @@ bool Property::isPreferred() const
     return hasType("pref") || param("PREF");
 }
 
-QString Property::decoded(Version version) const
+QString Property::decoded(Version) const
 {
     const QByteArray bytes = isQuotedPrintable(params) ? qpDecode(value) : value;
     if (const Param* cs = param("CHARSET"); cs && !cs->values.isEmpty() && !sameCI(cs->values.first(), "UTF-8")) {
@@ -477,8 +505,8 @@ QString Property::decoded(Version version) const
     }
     QStringDecoder utf8(QStringDecoder::Utf8);
     QString text = utf8.decode(bytes);
-    // Old 2.1 writers often wrote their local 8-bit charset without saying so.
-    if (utf8.hasError() && version == Version::V21)
+    // Old writers often wrote their local 8-bit charset without saying so, whatever version they named.
+    if (utf8.hasError())
         return QString::fromLatin1(bytes);
     return text;
 }

@@ -1,6 +1,6 @@
-// Work that grows with one card's size stays linear: one property with N distinct parameters read, and a
-// group of N members renamed and saved. Each is timed at N and 2N: a ratio near 2 is linear, near 4
-// quadratic.
+// Work that grows with one card's size stays linear: one property with N distinct parameters read, a
+// group of N members renamed and saved, and a book of N collections (one folder each) read. Each is timed at N and 2N:
+// a ratio near 2 is linear, near 4 quadratic.
 #include "abcffunctions.h"
 #include "addressbook.h"
 #include "benchdata.h"
@@ -59,6 +59,33 @@ double saveRenamedGroup(const QString& home, int n)
     return saved ? t.nsecsElapsed() / 1e6 : -1;
 }
 
+// Each size's folders are made once, in a data folder of their own: making them costs far more than reading.
+double readCollections(const QString& home, int n)
+{
+    const QString data = home + QStringLiteral("/collections-") + QString::number(n);
+    const QString folder = data + QStringLiteral("/contacts");
+    for (int i = 0; i < n && !QDir(folder).exists(); ++i) {
+        const QByteArray uid = "p" + QByteArray::number(i);
+        QDir().mkpath(folder + QStringLiteral(".new/") + QString::fromLatin1(uid));
+        QFile f(folder + QStringLiteral(".new/") + QString::fromLatin1(uid) + QStringLiteral("/a.vcf"));
+        if (!f.open(QIODevice::WriteOnly))
+            return -1;
+        f.write("BEGIN:VCARD\r\nVERSION:3.0\r\nUID:" + uid + "\r\nN:Person;" + uid + ";;;\r\nEND:VCARD\r\n");
+        if (i == n - 1 && !QDir().rename(folder + QStringLiteral(".new"), folder))
+            return -1;
+    }
+    const QByteArray before = qgetenv("XDG_DATA_HOME");
+    qputenv("XDG_DATA_HOME", data.toUtf8());
+    _ABCFFunctions::resetAddressBookForTesting();
+    QElapsedTimer t;
+    t.start();
+    const auto book = System::AddressBook();
+    const double ms = t.nsecsElapsed() / 1e6;
+    const bool all = book->Contacts().size() == n;
+    qputenv("XDG_DATA_HOME", before);
+    return all ? ms : -1;
+}
+
 template <class F> void report(const char* what, int n, F&& run)
 {
     double small = 1e18, large = 1e18;
@@ -78,5 +105,6 @@ int main(int argc, char** argv)
     const BenchData::Home home;
     report("one property's distinct parameters read", 20000, readParameters);
     report("a renamed group's members saved", 10000, [&](int n) { return saveRenamedGroup(home.path(), n); });
+    report("a book's collections read", 20000, [&](int n) { return readCollections(home.path(), n); });
     return 0;
 }

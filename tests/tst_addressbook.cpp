@@ -120,6 +120,8 @@ private slots:
     void sources_data();
     void sources();
     void vdirsyncerLayout();
+    void openAgain_data();
+    void openAgain();
     void evolutionLive();
     void hostileSources_data();
     void hostileSources();
@@ -156,8 +158,8 @@ void TestAddressBook::readPersons_data()
         << QStringList{QStringLiteral(
                "first=Ana;last=Silva;title=Engenheira;url=https://a.pt/x,y;bday=1985-04-12T13:45:06;"
                "email=Home:one@a.pt,Work:two@a.pt;tel=Mobile:+351 9;aim=Other:anaaim;jabber=Work:ana@j.pt")};
-    QTest::newRow("2.1: a folded line keeps its blank; a second VERSION changes nothing")
-        << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN:Van\n Dyke;Dick\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")
+    QTest::newRow("2.1: a folded line keeps its blank, before VERSION too; a second VERSION changes nothing")
+        << QByteArray("BEGIN:VCARD\nN:Van\n Dyke;Dick\nVERSION:2.1\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")
         << QStringList{QStringLiteral("first=Dick;last=Van Dyke;note=a\tb")};
     QTest::newRow("only FN: a particle, last name first, one word; a company")
         << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n"
@@ -174,8 +176,10 @@ void TestAddressBook::readPersons_data()
     QTest::newRow("invalid quoted-printable")
         << QByteArray("BEGIN:VCARD\nVERSION:2.1\nN;ENCODING=QUOTED-PRINTABLE:=ZZ=4;=C3=\n=\nEND:VCARD\n")
         << QStringList{QStringLiteral("first=\u00c3END:VCARD;last==ZZ=4")};
-    QTest::newRow("invalid UTF-8") << QByteArray("BEGIN:VCARD\nVERSION:4.0\nFN:\xff\xfe\xc3 bad\nEND:VCARD\n")
-                                   << QStringList{QStringLiteral("first=\ufffd\ufffd\ufffd;last=bad")};
+    QTest::newRow("3.0 and 4.0 not in UTF-8: Latin-1, as 2.1")
+        << QByteArray("BEGIN:VCARD\nVERSION:3.0\nN:M\xfcller;J\xfcrgen;;;\nEND:VCARD\n"
+                      "BEGIN:VCARD\nVERSION:4.0\nFN:\xff\xfe\xc3 bad\nEND:VCARD\n")
+        << QStringList{QStringLiteral("first=Jürgen;last=Müller"), QStringLiteral("first=\u00ff\u00fe\u00c3;last=bad")};
     QTest::newRow("lines without colons") << QByteArray("BEGIN:VCARD\n;;;\n:\nEMAIL\nEND:VCARD\n") << QStringList{""};
 }
 
@@ -594,6 +598,27 @@ void TestAddressBook::sources_data()
                             << QStringList{"A Alves ", "B Bento ", "Friends: Alves,Bento/", "Work: Alves/",
                                    "Team: Alves,Bento/", "Old Club: Bento/Team", "Self: /", "Cycle 1: /Cycle 2",
                                    "Cycle 2: /Cycle 1"};
+    QTest::newRow("a group and a person with one UID")
+        << QStringList{".local/share/contacts/a.vcf|" + vcf("x", "Alves", "Ann"),
+               ".local/share/contacts/b.vcf|BEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:x\nFN:Team\n"
+               "MEMBER:urn:uuid:x\nEND:VCARD\n"}
+        << QStringList() << QByteArray() << false << QString() << QStringList{"Ann Alves ", "Team: Alves/"};
+    // vdirsyncer lists only the names that end with its fileext as written.
+    QTest::newRow("names in upper case") << QStringList{".local/share/contacts/B.VCF|" + vcf("b", "Berg", "Bo"),
+        ".contacts/C.Vcf|" + vcf("c", "Cruz", "Cy"),
+        "vd/config|[storage book]\ntype = \"filesystem\"\npath = \"~/sync/\"\nfileext = \".vcard\"\n",
+        "sync/work/a.VCARD|" + vcf("a", "Alves", "Ann")}
+                                         << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false
+                                         << QString() << QStringList{"Bo Berg ", "Cy Cruz "};
+    const QString storage = "[storage book]\ntype = \"filesystem\"\npath = \"~/%1/\"\nfileext = \".vcf\"\n";
+    QTest::newRow("vdirsyncer: the older configuration")
+        << QStringList{".vdirsyncer/config|" + storage.arg("old"), "old/work/a.vcf|" + vcf("a", "Alves", "Ann")}
+        << QStringList() << QByteArray() << false << QString() << QStringList{"Ann Alves "};
+    // vdirsyncer itself looks there first.
+    QTest::newRow("vdirsyncer: the older configuration before the newer")
+        << QStringList{".vdirsyncer/config|" + storage.arg("old"), ".config/vdirsyncer/config|" + storage.arg("new"),
+               "old/work/a.vcf|" + vcf("a", "Alves", "Ann"), "new/work/b.vcf|" + vcf("b", "Berg", "Bo")}
+        << QStringList() << QByteArray() << false << QString() << QStringList{"Ann Alves "};
     QTest::newRow("Thunderbird, its log beside")
         << QStringList() << QStringList() << tb << true << QString() << thunderbirdBook;
     QTest::newRow("Thunderbird, no log") << QStringList() << QStringList() << tb << false << QString()
@@ -654,6 +679,65 @@ void TestAddressBook::vdirsyncerLayout()
     QVERIFY(!run("vdirsyncer", {"sync"}).startsWith("failed"));
     QCOMPARE(QDir(home.path(".local/share/vdirsyncer/contacts/family")).entryList(QDir::Files).size(), 2);
     QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ann Alves ann@a.org", "Bo Berg "}));
+}
+
+void TestAddressBook::openAgain_data()
+{
+    QTest::addColumn<QStringList>("files"); // "name|content" in the contacts folder
+    QTest::addColumn<QString>("edit"); // "remove <last name>" or "join" (the first person joins the first group)
+    QTest::addColumn<bool>("saved");
+    QTest::addColumn<QStringList>("later"); // files written after the first opening, a second newer
+    QTest::addColumn<bool>("fresh"); // the second opening starts afresh rather than in the same run
+    QTest::addColumn<QStringList>("expected");
+    const QByteArray group = "BEGIN:VCARD\nVERSION:4.0\nKIND:group\nUID:u\nFN:Team\nEND:VCARD\n";
+    QTest::newRow("a card rewritten with the same size")
+        << QStringList{"a.vcf|" + vcf("a", "Alves", "Ann")} << QString() << true
+        << QStringList{"a.vcf|" + vcf("a", "Alves", "Bob")} << false << QStringList{"Bob Alves "};
+    QTest::newRow("removal takes the person's cards in other files, not a group's")
+        << QStringList{"a.vcf|" + vcf("u", "Alves", "Ann"),
+               "b.vcf|" + vcf("b", "Berg", "Bo") + vcf("u", "Alves", "Ann", "EMAIL:ann@b.org\n"), "c.vcf|" + group}
+        << "remove Alves" << true << QStringList() << false << QStringList{"Bo Berg ", "Team: /"};
+    // The removal waits for a save that can write it, and the book stays as the program left it.
+    QTest::newRow("removal from a file that cannot be rewritten")
+        << QStringList{"a.vcf|" + vcf("a", "Alves", "Ann") + vcf("b", "Berg", "Bo") + "not a card\n"} << "remove Alves"
+        << false << QStringList{"c.vcf|" + vcf("c", "Cruz", "Cy")} << false << QStringList{"Bo Berg "};
+    QTest::newRow("a newline in a UID and a member")
+        << QStringList{"a.vcf|" + vcf("a\\nb", "Alves", "Ann"), "b.vcf|" + group} << "join" << true << QStringList()
+        << true << QStringList{"Ann Alves ", "Team: Alves/"};
+}
+
+// The book opened, changed by the program or by another, and opened again.
+void TestAddressBook::openAgain()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QString, edit);
+    QFETCH(QStringList, later);
+    Home home;
+    for (const QString& f : std::as_const(files))
+        home.write(home.contacts(f.section(QLatin1Char('|'), 0, 0)), f.section(QLatin1Char('|'), 1).toUtf8());
+    {
+        const auto book = System::AddressBook();
+        if (edit == QLatin1String("join"))
+            book->Groups().value(0)->Add(*book->Contacts().value(0));
+        for (const auto& c : book->Contacts()) {
+            if (edit == QLatin1String("remove ") + c->LastName().Text())
+                book->Remove(*c);
+        }
+        if (!edit.isEmpty())
+            QTEST(book->Save(), "saved");
+    }
+    // A second later, since the file system's clock need not tick between two writes.
+    const QDateTime next = QDateTime::currentDateTime().addSecs(1);
+    for (const QString& f : std::as_const(later)) {
+        const QString path = home.contacts(f.section(QLatin1Char('|'), 0, 0));
+        home.write(path, f.section(QLatin1Char('|'), 1).toUtf8());
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::Append) && file.setFileTime(next, QFileDevice::FileModificationTime));
+    }
+    QFETCH(bool, fresh);
+    if (fresh)
+        resetAddressBookForTesting();
+    QTEST(walk(*System::AddressBook()), "expected");
 }
 
 // GNOME's book as Evolution Data Server writes it: people, a category, a contact list; then a change

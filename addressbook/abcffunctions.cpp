@@ -1,9 +1,9 @@
 #include "abcffunctions.h"
 
-#include "abbook.h"
 #include "abfclass.h"
 #include "addressbook.h"
 #include "addressbookdata.h"
+#include "book.h"
 #include "dictionary.h"
 #include "exceptions.h"
 

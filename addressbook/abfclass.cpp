@@ -1,7 +1,7 @@
 #include "abfclass.h"
 
-#include "abbook.h"
-#include "abmatcher.h"
+#include "book.h"
+#include "matcher.h"
 
 #include <QSet>
 

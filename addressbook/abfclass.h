@@ -1,6 +1,6 @@
 #pragma once
 
-#include "abcodes.h"
+#include "codes.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "abcodes.h"
+#include "codes.h"
 #include "vcard.h"
 
 #include <QHash>
@@ -198,7 +198,7 @@ struct FileRecord
     QList<QByteArray> gaps;
     QByteArray eol;
     bool clean = true;
-    QByteArray stamp; // what the file was when read or written (absource.h)
+    QByteArray stamp; // what the file was when read or written (source.h)
 };
 
 struct Book final : Value

@@ -1,4 +1,4 @@
-#include "absource.h"
+#include "source.h"
 
 #include <QDir>
 #include <QFile>

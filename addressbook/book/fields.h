@@ -1,6 +1,6 @@
 #pragma once
 
-#include "abbook.h"
+#include "book.h"
 
 #include <span>
 

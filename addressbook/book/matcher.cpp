@@ -1,4 +1,4 @@
-#include "abmatcher.h"
+#include "matcher.h"
 
 #include <optional>
 

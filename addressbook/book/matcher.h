@@ -1,6 +1,6 @@
 #pragma once
 
-#include "abplatform.h"
+#include "platform.h"
 
 namespace abplatform {
 

@@ -1,5 +1,5 @@
-#include "abfields.h"
-#include "absource.h"
+#include "fields.h"
+#include "source.h"
 
 #include <QFile>
 #include <QFileInfo>

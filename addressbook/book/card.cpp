@@ -1,4 +1,4 @@
-#include "abfields.h"
+#include "fields.h"
 
 #include <QSet>
 #include <QUuid>

@@ -1,6 +1,6 @@
-#include "abfields.h"
-#include "absource.h"
 #include "exceptions.h"
+#include "fields.h"
+#include "source.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "abplatform.h"
+#include "platform.h"
 
 namespace abplatform {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "abplatform.h"
+#include "platform.h"
 
 #include <QDateTime>
 #include <optional>
@@ -12,7 +12,7 @@ namespace abplatform {
 // The person or group behind a handle, or null.
 Record* recordAt(qint32 h);
 
-// The shared book as its sources hold it now (see absource.h), read again where they changed; throws
+// The shared book as its sources hold it now (see source.h), read again where they changed; throws
 // RuntimeException when no source is there. Tests move the sources by pointing HOME, XDG_DATA_HOME and
 // XDG_CONFIG_HOME at a temporary folder.
 qint32 loadSharedBook(Platform& p);

@@ -7,8 +7,8 @@ PACKAGES=(g++ cmake ninja-build pkg-config qt6-base-dev libgl-dev libsqlite3-dev
           python3 python3-aiosmtpd msmtp khard python3-vobject
           evolution-data-server python3-gi gir1.2-ebook-1.2 gir1.2-ebookcontacts-1.2 gir1.2-edataserver-1.2
           vdirsyncer dbus radicale
-          desktop-file-utils appstream groff dpkg-dev file
-          at-spi2-core python3-pyatspi xvfb)
+          lintian weston qt6-wayland xvfb xdotool at-spi2-core python3-pyatspi
+          desktop-file-utils appstream groff dpkg-dev file)
 
 install_missing() {
     local missing=()

@@ -117,10 +117,12 @@ public:
     {
         const QSet<QString> off = disabledSources();
         bool any = false;
-        // Local books, the personal one first, then the caches of online books.
-        const std::pair<QStandardPaths::StandardLocation, const char*> places[] = {
-            {QStandardPaths::GenericDataLocation, "contacts.db"}, {QStandardPaths::GenericCacheLocation, "cache.db"}};
-        for (const auto& [location, file] : places) {
+        // Local books, the personal one first, then the caches of online books. A book keeps one file: the
+        // other name is the one an older or newer backend kept there.
+        const std::pair<QStandardPaths::StandardLocation, QStringList> places[]
+            = {{QStandardPaths::GenericDataLocation, {QStringLiteral("contacts.db"), QStringLiteral("cache.db")}},
+                {QStandardPaths::GenericCacheLocation, {QStringLiteral("cache.db"), QStringLiteral("contacts.db")}}};
+        for (const auto& [location, names] : places) {
             const QString root = QStandardPaths::writableLocation(location) + QLatin1String("/evolution/addressbook");
             QStringList books = QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
             books.removeOne(QStringLiteral("trash"));
@@ -130,13 +132,9 @@ public:
                 const QString uid = book == QLatin1String("system") ? QStringLiteral("system-address-book") : book;
                 if (off.contains(uid))
                     continue;
-                // A book keeps one file; the other name is what an older or newer backend kept.
                 QString path;
-                for (const QString& name :
-                    {QString::fromLatin1(file), QStringLiteral("contacts.db"), QStringLiteral("cache.db")}) {
-                    if (path.isEmpty())
-                        path = QFileInfo(root + QLatin1Char('/') + book + QLatin1Char('/') + name).canonicalFilePath();
-                }
+                for (qsizetype i = 0; i < names.size() && path.isEmpty(); ++i)
+                    path = QFileInfo(root + QLatin1Char('/') + book + QLatin1Char('/') + names[i]).canonicalFilePath();
                 if (path.isEmpty())
                     continue;
                 any = true;

@@ -62,9 +62,9 @@ void resetMembers(Group& g)
     if (!g.category.isEmpty() || !g.card)
         return;
     g.unresolved.clear();
-    for (const vcard::Property& p : g.card->props) {
-        if (p.tag == FMembers)
-            g.unresolved.append(p.text(g.card->version).trimmed().toUtf8());
+    for (qsizetype i = 0; i < g.card->props.size(); ++i) {
+        if (g.card->props.tag(i) == FMembers)
+            g.unresolved.append(g.card->props[i].text(g.card->version).trimmed().toUtf8());
     }
 }
 

@@ -472,7 +472,7 @@ bool saveBook(Book& book)
         for (qsizetype i = 0; i < file->cards.size(); ++i) {
             const Record* r = recordAt(file->records.value(i));
             if (r && r->file == file && r->inBook) {
-                out += r->dirty ? regenerate(*r, file->eol) : file->cards[i]->raw;
+                out += r->dirty ? regenerate(*r, file->eol) : file->cards[i]->raw();
                 kept.append(file->records[i]);
             }
             out += file->gaps.value(i + 1);
@@ -488,7 +488,7 @@ bool saveBook(Book& book)
                 ok = false;
                 continue;
             }
-            writes.append({nullptr, !r->dirty && r->card ? r->card->raw : regenerate(*r, "\r\n"), {h}});
+            writes.append({nullptr, !r->dirty && r->card ? r->card->raw() : regenerate(*r, "\r\n"), {h}});
         }
     }
     for (Write& w : writes) {
@@ -530,7 +530,7 @@ bool saveBook(Book& book)
 QByteArray cardText(const Record& record)
 {
     if (record.card && !record.dirty && record.uidInCard)
-        return record.card->raw;
+        return record.card->raw();
     return regenerate(record, record.file ? record.file->eol : QByteArray("\r\n"));
 }
 

@@ -449,8 +449,7 @@ private:
     // costs little more than its file.
     void closeCard(qsizetype end)
     {
-        m_card->raw = m_data.mid(m_cardStart, end - m_cardStart);
-        m_card->props.m_bytes = m_card->raw;
+        m_card->props.m_bytes = m_data.mid(m_cardStart, end - m_cardStart);
         m_card->props.m_lines.squeeze();
         m_card->props.m_unfolded.squeeze();
     }

@@ -57,6 +57,8 @@ public:
     QByteArray raw(qsizetype i) const;
     int tag(qsizetype i) const { return m_lines[i].tag; }
     void setTag(qsizetype i, int tag) { m_lines[i].tag = qint16(tag); }
+    // The card's bytes.
+    const QByteArray& bytes() const { return m_bytes; }
 
     class const_iterator
     {
@@ -92,7 +94,7 @@ private:
         quint8 version = 0; // the card's Version as the line was read
     };
     QByteArrayView content(const Line& line) const;
-    QByteArray m_bytes; // the card's bytes
+    QByteArray m_bytes;
     QList<Line> m_lines;
     QList<QByteArray> m_unfolded;
 };
@@ -100,9 +102,10 @@ private:
 struct Card
 {
     Version version = Version::V30;
-    Lines props; // without BEGIN and END
-    QByteArray raw; // from BEGIN to END, line ends included
     bool complete = false; // END:VCARD was seen
+    Lines props; // without BEGIN and END
+    // From BEGIN to END, line ends included.
+    const QByteArray& raw() const { return props.bytes(); }
 
     std::optional<Property> first(const char* name) const;
 };

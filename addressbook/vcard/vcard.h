@@ -21,7 +21,7 @@ struct Param
 
 struct Property
 {
-    // Of a card read from a file, group, value and raw are views of the card's bytes: valid while the card lives.
+    // Of a card read from a file, group, value and raw are views of bytes the card holds: valid while it lives.
     QByteArray group; // "item1" of "item1.EMAIL"
     QByteArray name; // upper case
     QList<Param> params;

@@ -91,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (file.clean) {
         QByteArray again = file.gaps.first();
         for (qsizetype i = 0; i < file.cards.size(); ++i)
-            again += file.cards[i]->raw + file.gaps[i + 1];
+            again += file.cards[i]->raw() + file.gaps[i + 1];
         FUZZ_CHECK(again == bytes);
     }
     for (const auto& card : file.cards) {

@@ -532,8 +532,10 @@ void TestAddressBook::searchComparisons()
     home.card("p.vcf", vcf("a", "Alves", "A") + vcf("b", "Bento", "B") + vcf("c", "Costa", "C"));
     const auto book = System::AddressBook();
     const auto people = book->Contacts();
-    for (qint32 i = 0; i < people.size(); ++i)
-        people[i]->setValue(QStringLiteral("Rank"), Variant(i + 1));
+    for (qint32 i = 0; i < people.size(); ++i) {
+        people[i]->setValue(QStringLiteral("Rank"), Variant(0)); // replaced through a key of the same text
+        people[i]->setValue(QString::fromLatin1("Rank"), Variant(i + 1));
+    }
     _ABFClass& c = _ABC();
     const bool text = query.typeId() == QMetaType::QString;
     const qint32 property = text ? c.kABLastNameProperty() : c.StringToCFString(QStringLiteral("Rank"));

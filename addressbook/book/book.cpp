@@ -62,14 +62,16 @@ void resetMembers(Group& g)
     if (!g.category.isEmpty() || !g.card)
         return;
     g.unresolved.clear();
-    for (const vcard::Property& p : g.card->props) {
-        if (p.tag == FMembers)
-            g.unresolved.append(p.text(g.card->version).trimmed().toUtf8());
+    for (qsizetype i = 0; i < g.card->props.size(); ++i) {
+        if (g.card->props.tag(i) == FMembers)
+            g.unresolved.append(g.card->props[i].text(g.card->version).trimmed().toUtf8());
     }
 }
 
 void resolveMembers(Book& book)
 {
+    if (book.groups.isEmpty())
+        return; // a large book of people alone makes no table of them
     Platform& P = platform();
     QHash<QString, qint32> byUid;
     byUid.reserve(book.people.size() + book.groups.size());
@@ -167,20 +169,24 @@ void compose(Book& book)
             held.insert(g);
         }
     }
+    uidFile = {}; // each table of a large book is freed as soon as it has served, so that they do not add up
     book.people = people;
     book.groups = groups;
-    QSet<qint32> listed;
-    listed.reserve(people.size() + groups.size());
-    listed.unite(QSet<qint32>(people.cbegin(), people.cend()));
-    listed.unite(QSet<qint32>(groups.cbegin(), groups.cend()));
-    QSet<qint32> inFiles;
-    inFiles.reserve(records);
-    for (const auto& file : book.files)
-        inFiles.unite(QSet<qint32>(file->records.cbegin(), file->records.cend()));
-    book.retired.clear();
-    for (qint32 h : std::as_const(held)) {
-        if (!listed.contains(h))
-            retire(book, h, inFiles);
+    {
+        QSet<qint32> listed;
+        listed.reserve(people.size() + groups.size());
+        listed.unite(QSet<qint32>(people.cbegin(), people.cend()));
+        listed.unite(QSet<qint32>(groups.cbegin(), groups.cend()));
+        QSet<qint32> inFiles;
+        inFiles.reserve(records);
+        for (const auto& file : book.files)
+            inFiles.unite(QSet<qint32>(file->records.cbegin(), file->records.cend()));
+        book.retired.clear();
+        for (qint32 h : std::as_const(held)) {
+            if (!listed.contains(h))
+                retire(book, h, inFiles);
+        }
+        held = {};
     }
     resolveMembers(book);
 }

@@ -60,18 +60,24 @@ bool manyLines(int field)
     return field == FName || field == FGroupName || field == FCategories || field == FMembers || listField(field);
 }
 
-void tagCard(vcard::Card& card, bool group)
+// The card's lines, read once, each tagged in the card and in the list with the field it feeds.
+QList<vcard::Property> tagCard(vcard::Card& card, bool group)
 {
+    QList<vcard::Property> props;
+    props.reserve(card.props.size());
     quint32 seen = 0;
-    for (vcard::Property& p : card.props) {
+    for (qsizetype i = 0; i < card.props.size(); ++i) {
+        vcard::Property& p = props.emplace_back(card.props[i]);
         p.tag = fieldOf(p, group);
-        if (p.tag < 0 || manyLines(p.tag))
-            continue;
-        if (seen & bit(p.tag))
-            p.tag = -1; // only the first of a single-valued line is the property's
-        else
-            seen |= bit(p.tag);
+        if (p.tag >= 0 && !manyLines(p.tag)) {
+            if (seen & bit(p.tag))
+                p.tag = -1; // only the first of a single-valued line is the property's
+            else
+                seen |= bit(p.tag);
+        }
+        card.props.setTag(i, p.tag);
     }
+    return props;
 }
 
 QDateTime base2001()
@@ -393,19 +399,19 @@ void readLine(CardReading& c, const vcard::Property& p, int index)
 void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
 {
     const bool group = r.kind == Kind::Group;
-    tagCard(*card, group);
+    const QList<vcard::Property> props = tagCard(*card, group);
     r.card = card;
     CardReading c{r, card->version};
-    for (const vcard::Property& p : card->props) {
+    for (const vcard::Property& p : props) {
         if (!p.group.isEmpty() && p.name == "X-ABLABEL")
             c.customLabels.insert(p.group.toLower(), p.text(c.v));
         else if (!p.group.isEmpty() && p.name == "X-ABADR")
             c.countryCodes.insert(p.group.toLower(), p.text(c.v));
     }
-    const vcard::Property* showAs = card->first("X-ABSHOWAS");
-    const bool company = showAs && showAs->value.trimmed().toUpper() == "COMPANY";
-    for (int i = 0; i < card->props.size(); ++i)
-        readLine(c, card->props[i], i);
+    const auto showAs = std::find_if(props.begin(), props.end(), [](const auto& p) { return p.name == "X-ABSHOWAS"; });
+    const bool company = showAs != props.end() && showAs->value.trimmed().toUpper() == "COMPANY";
+    for (int i = 0; i < props.size(); ++i)
+        readLine(c, props[i], i);
     for (MultiValue* mv : c.lists) {
         if (mv)
             mv->entries.squeeze(); // grown one by one, and seldom changed: a large book keeps none of the spare
@@ -423,10 +429,10 @@ void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
 
 bool isGroupCard(const vcard::Card& card)
 {
-    for (const vcard::Property& p : card.props) {
+    for (qsizetype i = 0; i < card.props.size(); ++i) {
         static const QByteArray kinds[] = {"KIND", "X-ADDRESSBOOKSERVER-KIND", "X-KIND"};
-        if (std::find(std::begin(kinds), std::end(kinds), p.name) != std::end(kinds)
-            && p.value.trimmed().toLower() == "group")
+        if (std::find(std::begin(kinds), std::end(kinds), card.props.name(i)) != std::end(kinds)
+            && card.props[i].value.trimmed().toLower() == "group")
             return true;
     }
     return false;

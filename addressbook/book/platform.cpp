@@ -2,10 +2,42 @@
 
 namespace abplatform {
 
+namespace {
+struct Keys
+{
+    std::deque<QString> texts; // a deque, so that a text stays where it is while more are added
+    QHash<QString, qint32> ids;
+};
+
+Keys& keys()
+{
+    static Keys k;
+    return k;
+}
+} // namespace
+
+qint32 keyId(const QString& key)
+{
+    Keys& k = keys();
+    const auto it = k.ids.constFind(key);
+    if (it != k.ids.cend())
+        return *it;
+    const qint32 id = qint32(k.texts.size());
+    k.texts.push_back(key);
+    k.ids.insert(key, id);
+    return id;
+}
+
+const QString& keyText(qint32 id)
+{
+    return keys().texts[size_t(id)];
+}
+
 qint32 Record::get(const QString& key) const
 {
     // Keys are nearly always the shared texts of the constants, found by their address alone.
-    for (const auto& [k, v] : values) {
+    for (const auto& [id, v] : values) {
+        const QString& k = keyText(id);
         if (k.size() == key.size() && (k.constData() == key.constData() || k == key))
             return v;
     }
@@ -16,7 +48,7 @@ void Record::put(const QString& key, qint32 value)
 {
     Table& t = platform().table;
     for (qsizetype i = 0; i < values.size(); ++i) {
-        if (values[i].first == key) {
+        if (keyText(values[i].first) == key) {
             t.release(values[i].second);
             if (value)
                 values[i].second = value;
@@ -26,7 +58,7 @@ void Record::put(const QString& key, qint32 value)
         }
     }
     if (value)
-        values.append({key, value});
+        values.append({keyId(key), value});
 }
 
 Table::~Table()
@@ -39,7 +71,7 @@ qint32 Table::add(std::unique_ptr<Value> value, bool owned)
 {
     qint32 handle = m_free;
     if (handle) {
-        m_free = m_slots[size_t(handle - 1)].nextFree;
+        m_free = m_slots[size_t(handle - 1)].refs;
     } else {
         m_slots.emplace_back();
         handle = qint32(m_slots.size());
@@ -48,8 +80,6 @@ qint32 Table::add(std::unique_ptr<Value> value, bool owned)
     s.value = std::move(value);
     s.refs = owned ? 0 : 1;
     s.owned = owned ? 1 : 0;
-    s.immortal = false;
-    s.nextFree = 0;
     m_owned += s.owned;
     ++m_live;
     return handle;
@@ -79,7 +109,7 @@ void Table::retain(qint32 handle)
 void Table::release(qint32 handle)
 {
     Slot* s = slot(handle);
-    if (!s || s->immortal || s->refs <= 0)
+    if (!s || immortal(*s) || s->refs <= 0)
         return;
     --s->refs;
     if (s->refs == 0 && s->owned == 0)
@@ -89,7 +119,7 @@ void Table::release(qint32 handle)
 void Table::retainOwned(qint32 handle)
 {
     Slot* s = slot(handle);
-    if (!s || s->immortal)
+    if (!s || immortal(*s))
         return;
     ++s->owned;
     ++m_owned;
@@ -98,7 +128,7 @@ void Table::retainOwned(qint32 handle)
 void Table::releaseOwned(qint32 handle)
 {
     Slot* s = slot(handle);
-    if (!s || s->immortal || s->owned <= 0)
+    if (!s || immortal(*s) || s->owned <= 0)
         return;
     --s->owned;
     --m_owned;
@@ -110,8 +140,7 @@ void Table::makeImmortal(qint32 handle)
 {
     if (Slot* s = slot(handle)) {
         m_owned -= s->owned;
-        s->owned = 0;
-        s->immortal = true;
+        s->owned = kImmortal;
     }
 }
 
@@ -126,7 +155,8 @@ void Table::drop(qint32 first)
         if (!s)
             continue;
         std::unique_ptr<Value> value = std::move(s->value);
-        s->nextFree = m_free;
+        s->refs = m_free;
+        s->owned = 0;
         m_free = handle;
         --m_live;
         QList<qint32> held;
@@ -163,7 +193,7 @@ void Table::drop(qint32 first)
         }
         for (qint32 h : held) {
             Slot* c = slot(h);
-            if (!c || c->immortal || c->refs <= 0)
+            if (!c || immortal(*c) || c->refs <= 0)
                 continue;
             if (--c->refs == 0 && c->owned == 0)
                 pending.append(h);

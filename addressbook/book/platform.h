@@ -135,16 +135,21 @@ struct MultiValue final : Value
 
 struct FileRecord;
 
+// Property keys, each kept once and named by its number: a large book holds millions of them.
+qint32 keyId(const QString& key);
+const QString& keyText(qint32 id);
+
 struct Record : Value
 {
     using Value::Value;
-    QList<std::pair<QString, qint32>> values; // property key, value held
-    QString uid;
+    // The small members first, in the padding after the kind.
     bool uidInCard = false;
+    bool inBook = false;
+    quint32 dirty = 0; // fields of the card to write anew, one bit each
+    QList<std::pair<qint32, qint32>> values; // property key (keyId), value held
+    QString uid;
     std::shared_ptr<vcard::Card> card; // the card it was read from, if any
     FileRecord* file = nullptr;
-    quint32 dirty = 0; // fields of the card to write anew, one bit each
-    bool inBook = false;
 
     qint32 get(const QString& key) const;
     // Takes over the reference of value; 0 removes.
@@ -256,14 +261,15 @@ public:
     qint64 liveCount() const { return m_live; }
 
 private:
+    // Sixteen bytes: a large book holds millions.
     struct Slot
     {
         std::unique_ptr<Value> value;
-        qint32 refs = 0;
-        qint32 owned = 0;
-        bool immortal = false;
-        qint32 nextFree = 0;
+        qint32 refs = 0; // of a free slot: the next free one
+        qint32 owned = 0; // kImmortal for a value that is never freed
     };
+    static constexpr qint32 kImmortal = -1;
+    static bool immortal(const Slot& s) { return s.owned == kImmortal; }
     Slot* slot(qint32 handle);
     void drop(qint32 handle);
     std::deque<Slot> m_slots; // grown in blocks: a large book never holds two copies of its table while it grows

@@ -75,7 +75,7 @@ int firstLine(const Record& r, int field, const char* name = nullptr)
     if (!r.card)
         return -1;
     for (int i = 0; i < r.card->props.size(); ++i) {
-        if (r.card->props[i].tag == field && (!name || r.card->props[i].name == name))
+        if (r.card->props.tag(i) == field && (!name || r.card->props.name(i) == name))
             return i;
     }
     return -1;
@@ -131,7 +131,7 @@ QByteArray listLines(const Record& r, const ListField& f, Version v, const QByte
     for (const MultiValue::Entry& e : mv->entries) {
         const bool here = e.originCard && e.originCard == r.card;
         if (e.pristine && here) {
-            out += r.card->props[e.originIndex].raw;
+            out += r.card->props.raw(e.originIndex);
             continue;
         }
         const bool impp = v == Version::V40 && f.scheme;
@@ -381,12 +381,13 @@ QByteArray regenerate(const Record& r, const QByteArray& eol)
     } else {
         const quint32 dirty = r.dirty | (r.uidInCard ? 0 : bit(FUid));
         quint32 written = 0;
-        for (const vcard::Property& p : r.card->props) {
-            if (p.tag < 0 || !(dirty & bit(p.tag))) {
-                out += p.raw;
-            } else if (!(written & bit(p.tag))) {
-                out += fieldLines(r, p.tag, r.card->version, eol);
-                written |= bit(p.tag);
+        for (qsizetype i = 0; i < r.card->props.size(); ++i) {
+            const int tag = r.card->props.tag(i);
+            if (tag < 0 || !(dirty & bit(tag))) {
+                out += r.card->props.raw(i);
+            } else if (!(written & bit(tag))) {
+                out += fieldLines(r, tag, r.card->version, eol);
+                written |= bit(tag);
             }
         }
         for (int f = 0; f < FieldCount; ++f) {
@@ -471,7 +472,7 @@ bool saveBook(Book& book)
         for (qsizetype i = 0; i < file->cards.size(); ++i) {
             const Record* r = recordAt(file->records.value(i));
             if (r && r->file == file && r->inBook) {
-                out += r->dirty ? regenerate(*r, file->eol) : file->cards[i]->raw;
+                out += r->dirty ? regenerate(*r, file->eol) : file->cards[i]->raw();
                 kept.append(file->records[i]);
             }
             out += file->gaps.value(i + 1);
@@ -487,7 +488,7 @@ bool saveBook(Book& book)
                 ok = false;
                 continue;
             }
-            writes.append({nullptr, !r->dirty && r->card ? r->card->raw : regenerate(*r, "\r\n"), {h}});
+            writes.append({nullptr, !r->dirty && r->card ? r->card->raw() : regenerate(*r, "\r\n"), {h}});
         }
     }
     for (Write& w : writes) {
@@ -529,7 +530,7 @@ bool saveBook(Book& book)
 QByteArray cardText(const Record& record)
 {
     if (record.card && !record.dirty && record.uidInCard)
-        return record.card->raw;
+        return record.card->raw();
     return regenerate(record, record.file ? record.file->eol : QByteArray("\r\n"));
 }
 

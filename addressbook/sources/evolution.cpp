@@ -164,7 +164,7 @@ public:
         file.clean = false; // never written
         for (QByteArray& row : rows) {
             for (const std::shared_ptr<vcard::Card>& card : vcard::parse(std::exchange(row, {})).cards) {
-                const vcard::Property* list = card->first("X-EVOLUTION-LIST");
+                const auto list = card->first("X-EVOLUTION-LIST");
                 if (list && list->value.trimmed().toUpper() == "TRUE") {
                     if (auto group = listCard(*card))
                         file.cards.append(group);

@@ -250,6 +250,8 @@ QString unescape(QStringView s)
     return out;
 }
 
+} // namespace
+
 // Parser state for one file: logical lines are handed over as they are completed.
 class Reader
 {
@@ -424,33 +426,32 @@ private:
         if (content.isEmpty())
             return;
         Property p;
-        if (!parseProperty(content, p, m_card->version, !m_folded)) {
+        if (!parseProperty(content, p, m_card->version, true)) {
             m_file.clean = false;
             return;
         }
-        p.raw = QByteArray::fromRawData(m_data.constData() + start, end - start);
+        Lines::Line line;
+        line.start = quint32(start - m_cardStart);
+        line.size = quint32(end - start);
+        line.version = quint8(m_card->version);
+        if (m_folded) {
+            line.unfolded = qint32(m_card->props.m_unfolded.size());
+            m_card->props.m_unfolded.append(content.toByteArray());
+        }
+        m_card->props.m_lines.append(line);
         if (p.name == "VERSION" && !m_versioned) { // a second one changes nothing already read
             m_card->version = versionOf(p.value);
             m_versioned = true;
         }
-        m_card->props.append(std::move(p));
     }
 
-    // The card's bytes, of its own; its lines' raw bytes and unfolded values become views of them, rather than
-    // a copy each, so that a large book costs little more than its file.
+    // The card's bytes, of its own, in which its lines are found again when asked for, so that a large book
+    // costs little more than its file.
     void closeCard(qsizetype end)
     {
-        m_card->raw = m_data.mid(m_cardStart, end - m_cardStart);
-        const quintptr from = quintptr(m_data.constData() + m_cardStart), to = from + quintptr(m_card->raw.size());
-        for (Property& p : m_card->props) {
-            p.params.squeeze();
-            for (QByteArray* bytes : {&p.raw, &p.value, &p.group}) {
-                const quintptr at = quintptr(bytes->constData());
-                if (at >= from && at + quintptr(bytes->size()) <= to)
-                    *bytes = QByteArray::fromRawData(m_card->raw.constData() + (at - from), bytes->size());
-            }
-        }
-        m_card->props.squeeze();
+        m_card->props.m_bytes = m_data.mid(m_cardStart, end - m_cardStart);
+        m_card->props.m_lines.squeeze();
+        m_card->props.m_unfolded.squeeze();
     }
 
     const QByteArray m_data;
@@ -467,8 +468,6 @@ private:
     qsizetype m_scan = 0; // how far its head has been looked at
     bool m_quoted = false, m_inParams = false;
 };
-
-} // namespace
 
 const Param* Property::param(const char* wanted) const
 {
@@ -534,13 +533,45 @@ QStringList Property::components(Version version, char separator) const
     return out;
 }
 
-const Property* Card::first(const char* name) const
+QByteArrayView Lines::content(const Line& line) const
 {
-    for (const Property& p : props) {
-        if (p.name == name)
-            return &p;
+    if (line.unfolded >= 0)
+        return m_unfolded[line.unfolded];
+    return QByteArrayView(m_bytes.constData() + line.start, line.size).trimmed();
+}
+
+Property Lines::operator[](qsizetype i) const
+{
+    const Line& line = m_lines[i];
+    Property p;
+    parseProperty(content(line), p, Version(line.version), true);
+    p.raw = raw(i);
+    p.tag = line.tag;
+    return p;
+}
+
+QByteArray Lines::name(qsizetype i) const
+{
+    const QByteArrayView c = content(m_lines[i]);
+    qsizetype n = 0;
+    while (n < c.size() && c[n] != ';' && c[n] != ':')
+        ++n;
+    const QByteArrayView full = c.first(n).trimmed();
+    return upperName(full.sliced(full.lastIndexOf('.') + 1));
+}
+
+QByteArray Lines::raw(qsizetype i) const
+{
+    return QByteArray::fromRawData(m_bytes.constData() + m_lines[i].start, m_lines[i].size);
+}
+
+std::optional<Property> Card::first(const char* name) const
+{
+    for (qsizetype i = 0; i < props.size(); ++i) {
+        if (props.name(i) == name)
+            return props[i];
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 File parse(const QByteArray& data)

@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 #include <memory>
+#include <optional>
 
 // A small vCard reader and writer for versions 2.1, 3.0 and 4.0. Reading keeps the bytes of every
 // line, so that a card can be written back with only the properties that changed made anew.
@@ -20,8 +21,7 @@ struct Param
 
 struct Property
 {
-    // Of a card read from a file, group, value and raw may be views of the card's raw bytes: valid while the card
-    // lives.
+    // Of a card read from a file, group, value and raw are views of bytes the card holds: valid while it lives.
     QByteArray group; // "item1" of "item1.EMAIL"
     QByteArray name; // upper case
     QList<Param> params;
@@ -41,14 +41,73 @@ struct Property
     QString decoded(Version version) const;
 };
 
+// The lines of a card read from a file. Each is kept as its place in the card's bytes and read into a Property
+// each time it is asked for: a Property of its own per line would cost several times the line, and a large book
+// holds every card.
+class Lines
+{
+public:
+    qsizetype size() const { return m_lines.size(); }
+    bool isEmpty() const { return m_lines.isEmpty(); }
+    Property operator[](qsizetype i) const;
+    // An empty Property past the end.
+    Property value(qsizetype i) const { return i >= 0 && i < size() ? (*this)[i] : Property(); }
+    // Cheaper than the whole line.
+    QByteArray name(qsizetype i) const;
+    QByteArray raw(qsizetype i) const;
+    int tag(qsizetype i) const { return m_lines[i].tag; }
+    void setTag(qsizetype i, int tag) { m_lines[i].tag = qint16(tag); }
+    // The card's bytes.
+    const QByteArray& bytes() const { return m_bytes; }
+
+    class const_iterator
+    {
+    public:
+        const_iterator(const Lines* lines, qsizetype i)
+            : m_lines(lines)
+            , m_i(i)
+        {
+        }
+        Property operator*() const { return (*m_lines)[m_i]; }
+        const_iterator& operator++()
+        {
+            ++m_i;
+            return *this;
+        }
+        bool operator!=(const const_iterator& o) const { return m_i != o.m_i; }
+
+    private:
+        const Lines* m_lines;
+        qsizetype m_i;
+    };
+    const_iterator begin() const { return {this, 0}; }
+    const_iterator end() const { return {this, size()}; }
+
+private:
+    friend class Reader;
+    struct Line
+    {
+        quint32 start = 0; // in the card's bytes, line end included
+        quint32 size = 0;
+        qint32 unfolded = -1; // a folded line's text, unfolded and trimmed, in m_unfolded
+        qint16 tag = -1;
+        quint8 version = 0; // the card's Version as the line was read
+    };
+    QByteArrayView content(const Line& line) const;
+    QByteArray m_bytes;
+    QList<Line> m_lines;
+    QList<QByteArray> m_unfolded;
+};
+
 struct Card
 {
     Version version = Version::V30;
-    QList<Property> props; // without BEGIN and END
-    QByteArray raw; // from BEGIN to END, line ends included
     bool complete = false; // END:VCARD was seen
+    Lines props; // without BEGIN and END
+    // From BEGIN to END, line ends included.
+    const QByteArray& raw() const { return props.bytes(); }
 
-    const Property* first(const char* name) const;
+    std::optional<Property> first(const char* name) const;
 };
 
 struct File

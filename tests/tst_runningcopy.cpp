@@ -59,10 +59,26 @@ private slots:
     }
     void cleanup() { m_home.reset(); }
 
-    // A second start while one runs touches nothing, brings the first forward and ends; a copy killed
-    // leaves no lock that stops the next start; two homes each have a copy of their own.
-    void oneRunningCopyPerDataFolder()
+    // A second start while one runs touches nothing, brings forward the main window or the start-up message
+    // the first copy shows (its main window, not yet open, stays unseen) and ends. Once the first is killed
+    // its lock stops no start, and two homes each have a copy of their own.
+    void laterStartBringsTheFirstForward_data()
     {
+        QTest::addColumn<int>("database"); // 0: none yet; 1: not SQLite; 2: a link to nowhere, so it cannot be made
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("main window") << 0 << "Principal, main window shown";
+        QTest::newRow("DB Error") << 1 << "message DB Error, main window hidden";
+        QTest::newRow("Error: ") << 2 << "message Error: \\n\\n, main window hidden";
+    }
+    void laterStartBringsTheFirstForward()
+    {
+        QFETCH(int, database);
+        QFETCH(QString, shown);
+        if (database == 1)
+            TestHome::write(m_home->database(), QByteArray("not SQLite at all").repeated(300));
+        if (database == 2)
+            QVERIFY(QDir().mkpath(m_home->dataFolder())
+                && QFile::link(m_home->path(QStringLiteral("gone/Tally Vane.rbd")), m_home->database()));
         m_home->writePrefs(QStringList(41, QStringLiteral("7")));
         const auto files = [this] {
             QStringList all = QDir(m_home->dataFolder()).entryList(QDir::AllEntries | QDir::Hidden);
@@ -71,14 +87,23 @@ private slots:
             return all;
         };
         QProcess first, second, again, other;
-        start(first, {QStringLiteral("single")});
-        QCOMPARE(lineOf(first, QStringLiteral("waiting")), QStringLiteral("waiting"));
+        start(first, {database ? QStringLiteral("box") : QStringLiteral("single")});
+        const QString message = shown.section(QStringLiteral(", "), 0, 0).mid(8);
+        QCOMPARE(lineOf(first, database ? QStringLiteral("dialog ") : QStringLiteral("waiting")),
+            database ? QStringLiteral("dialog %1||OK").arg(message) : QStringLiteral("waiting"));
         const QStringList before = files();
         second.start(QStringLiteral(TALLYVANE), {});
         QVERIFY2(second.waitForFinished(1000), "the second start did not end within a second");
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 0);
-        QCOMPARE(lineOf(first, QStringLiteral("forward")), QStringLiteral("forward Principal, main window shown"));
+        QCOMPARE(lineOf(first, QStringLiteral("forward")), QStringLiteral("forward ") + shown);
+        if (database) {
+            // The message closed, the first copy ends as after any failed start, without opening its window.
+            QCOMPARE(lineOf(first, QStringLiteral("open")), QStringLiteral("<ended>"));
+            first.waitForFinished(10000);
+            QCOMPARE(first.state(), QProcess::NotRunning);
+            return;
+        }
         QCOMPARE(files(), before);
 
         first.kill();
@@ -166,38 +191,6 @@ private slots:
             owner.kill();
             QVERIFY(owner.waitForFinished(10000));
         }
-    }
-
-    // While the first copy shows a start-up message, a second start brings that message forward and
-    // leaves the main window, which has not opened, unseen.
-    void startupMessageComesForward_data()
-    {
-        QTest::addColumn<bool>("unopenable"); // false: a database that cannot be made
-        QTest::addColumn<QString>("message");
-        QTest::newRow("DB Error") << true << "DB Error";
-        QTest::newRow("Error: ") << false << "Error: \\n\\n";
-    }
-    void startupMessageComesForward()
-    {
-        QFETCH(bool, unopenable);
-        QFETCH(QString, message);
-        if (unopenable)
-            TestHome::write(m_home->database(), QByteArray("not SQLite at all").repeated(300));
-        else
-            QVERIFY(QDir().mkpath(m_home->dataFolder())
-                && QFile::link(m_home->path(QStringLiteral("gone/Tally Vane.rbd")), m_home->database()));
-        QProcess owner, later;
-        start(owner, {QStringLiteral("box")});
-        QCOMPARE(lineOf(owner, QStringLiteral("dialog ")), QStringLiteral("dialog %1||OK").arg(message));
-        later.start(QStringLiteral(TALLYVANE), {});
-        QVERIFY2(later.waitForFinished(1000), "the second start did not end within a second");
-        QCOMPARE(later.exitCode(), 0);
-        QCOMPARE(lineOf(owner, QStringLiteral("forward")),
-            QStringLiteral("forward message %1, main window hidden").arg(message));
-        // The message closed, the first copy ends as after any failed start, without opening its window.
-        QCOMPARE(lineOf(owner, QStringLiteral("open")), QStringLiteral("<ended>"));
-        owner.waitForFinished(10000);
-        QCOMPARE(owner.state(), QProcess::NotRunning);
     }
 };
 

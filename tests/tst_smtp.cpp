@@ -304,7 +304,6 @@ private slots:
         QTest::addColumn<QString>("auth");
         QTest::addColumn<QString>("user");
         QTest::addColumn<QString>("logged");
-        QTest::newRow("AUTH LOGIN") << QStringLiteral("login") << QStringLiteral("alice") << "LOGIN alice";
         QTest::newRow("AUTH PLAIN") << QStringLiteral("plain") << QStringLiteral("alice") << "PLAIN alice";
         QTest::newRow("no authentication") << QStringLiteral("none") << QString() << QString();
     }

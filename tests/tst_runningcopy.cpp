@@ -127,7 +127,6 @@ private slots:
         QTest::addColumn<QString>("answer");
         QTest::newRow("another computer's lock, opened anyway") << int(OtherComputer) << "Open Anyway";
         QTest::newRow("another computer's lock, quit") << int(OtherComputer) << "Quit";
-        QTest::newRow("stopped owner, quit") << int(Stopped) << "Quit";
         QTest::newRow("stopped owner, opened anyway") << int(Stopped) << "Open Anyway";
         QTest::newRow("runtime folder path too long for a socket") << int(LongRuntimePath) << "Quit";
         QTest::newRow("read-only runtime folder") << int(ReadOnlyRuntime) << "Open Anyway";

@@ -15,26 +15,6 @@ class TestRunningCopy : public QObject
     enum Holder { OtherComputer, Stopped, LongRuntimePath, ReadOnlyRuntime };
 
     QString lockFile() const { return m_home->dataFolder() + QStringLiteral("/.tallyvane.lock"); }
-    static void start(QProcess& p, const QStringList& args, const QProcessEnvironment& env = {})
-    {
-        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        if (!env.isEmpty())
-            p.setProcessEnvironment(env);
-        p.start(QStringLiteral(CRASH_HELPER), args);
-    }
-    // The next line that starts with `prefix`, or "<ended>".
-    static QString lineOf(QProcess& p, const QString& prefix)
-    {
-        for (;;) {
-            while (!p.canReadLine()) {
-                if (!p.waitForReadyRead(20000))
-                    return QStringLiteral("<ended>");
-            }
-            const QString l = QString::fromUtf8(p.readLine()).chopped(1);
-            if (l.startsWith(prefix))
-                return l;
-        }
-    }
     // A lock as Qt writes it on another computer: that computer's host name and machine id.
     void writeLockOfAnotherComputer()
     {
@@ -87,7 +67,7 @@ private slots:
             return all;
         };
         QProcess first, second, again, other;
-        start(first, {database ? QStringLiteral("box") : QStringLiteral("single")});
+        startHelper(first, {database ? QStringLiteral("box") : QStringLiteral("single")});
         const QString message = shown.section(QStringLiteral(", "), 0, 0).mid(8);
         QCOMPARE(lineOf(first, database ? QStringLiteral("dialog ") : QStringLiteral("waiting")),
             database ? QStringLiteral("dialog %1||OK").arg(message) : QStringLiteral("waiting"));
@@ -108,10 +88,10 @@ private slots:
 
         first.kill();
         QVERIFY(first.waitForFinished(10000));
-        start(again, {QStringLiteral("single")});
+        startHelper(again, {QStringLiteral("single")});
         QCOMPARE(lineOf(again, QStringLiteral("open")), QStringLiteral("open"));
         const TestHome otherHome;
-        start(other, {QStringLiteral("single")});
+        startHelper(other, {QStringLiteral("single")});
         QCOMPARE(lineOf(other, QStringLiteral("open")), QStringLiteral("open"));
         for (QProcess* p : {&again, &other}) {
             p->kill();
@@ -150,7 +130,7 @@ private slots:
                                           : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
             env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
             env.insert(QStringLiteral("TMPDIR"), runtime);
-            start(owner, {QStringLiteral("single")}, env);
+            startHelper(owner, {QStringLiteral("single")}, env);
             QCOMPARE(lineOf(owner, QStringLiteral("waiting")), QStringLiteral("waiting"));
             if (holder == Stopped)
                 QCOMPARE(::kill(pid_t(owner.processId()), SIGSTOP), 0);
@@ -163,7 +143,7 @@ private slots:
         const QByteArray lockBefore = lock.readAll();
 
         QProcess later;
-        start(later, {QStringLiteral("later"), answer}, env);
+        startHelper(later, {QStringLiteral("later"), answer}, env);
         const QStringList dialog = lineOf(later, QStringLiteral("dialog ")).mid(7).split(QLatin1Char('|'));
         QCOMPARE(dialog.size(), 3);
         QCOMPARE(dialog[0],

@@ -48,8 +48,7 @@ class TestLabels : public ProgramTest
     void rightClick(int row, int column)
     {
         QCoreApplication::processEvents(); // the list lays out a reload lazily
-        const QPoint at = w->Projetos->visualRect(w->Projetos->model()->index(row, column)).center();
-        QTest::mouseClick(w->Projetos->viewport(), Qt::RightButton, {}, at);
+        QTest::mouseClick(w->Projetos->viewport(), Qt::RightButton, {}, Ui::centre(w->Projetos, row, column));
     }
     QStringList taskLabels() const { return q("SELECT Label FROM Tarefas ORDER BY Titulo").split(QLatin1Char('\n')); }
     static bool near(QColor a, QColor b)

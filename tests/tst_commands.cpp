@@ -169,7 +169,6 @@ private slots:
     {
         // The bars stand above the pages, which keep the stored height.
         QCOMPARE(w->centralWidget()->height(), m_program->app()->janela_height);
-        QVERIFY(!QFile::exists(m_home->prefs()));
         choose("FileQuit");
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!Principal::Exists());

@@ -26,13 +26,6 @@
 #include <unistd.h>
 
 namespace {
-void say(const QString& line)
-{
-    const QByteArray b = line.toUtf8() + '\n';
-    if (::write(1, b.constData(), size_t(b.size())) != b.size())
-        _exit(3);
-}
-
 Principal* w = nullptr;
 
 QString record(Listbox* list, int row)

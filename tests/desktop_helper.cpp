@@ -2,8 +2,7 @@
 // desktop_integration.sh. No input reaches a headless compositor from outside, so the typing comes from here: mouse
 // and key events handed to the window system's queue, the path a platform plugin's own input takes. Says on stdout
 // what it has done, answers later starts, and closes the window the way the user does when "quit" comes on stdin.
-#include "dialogs.h"
-#include "principal.h"
+#include "programfixture.h"
 #include "runningcopy.h"
 #include "startprogram.h"
 
@@ -16,13 +15,6 @@
 
 namespace {
 Principal* w = nullptr;
-
-void say(const QString& line)
-{
-    const QByteArray b = line.toUtf8() + '\n';
-    if (::write(1, b.constData(), size_t(b.size())) != b.size())
-        _exit(3);
-}
 
 void type(QWindow* window, const QString& text, Qt::Key end)
 {

@@ -13,6 +13,7 @@
 #include <QTest>
 #include <functional>
 #include <memory>
+#include <unistd.h>
 
 // One run of the program inside the test process: App, the main window, and its closing.
 class Program
@@ -83,3 +84,12 @@ protected:
         w = nullptr;
     }
 };
+
+// For the helpers that run the program in a process of their own: a line on stdout at once, so that the test
+// reading it knows what has been done even if it kills the process next. A line that cannot be written ends it.
+inline void say(const QString& line)
+{
+    const QByteArray b = line.toUtf8() + '\n';
+    if (::write(1, b.constData(), size_t(b.size())) != b.size())
+        _exit(3);
+}

@@ -115,3 +115,27 @@ inline QString run(const QString& program, const QStringList& args, const QByteA
         return QStringLiteral("failed: ") + QString::fromUtf8(p.readAllStandardError());
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
+
+#ifdef CRASH_HELPER
+// The program as crash_helper runs it, in a process of its own that tells on stdout what it does.
+inline void startHelper(QProcess& p, const QStringList& args, const QProcessEnvironment& env = {})
+{
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    if (!env.isEmpty())
+        p.setProcessEnvironment(env);
+    p.start(QStringLiteral(CRASH_HELPER), args);
+}
+// The next line it tells that starts with `prefix`, or "<ended>".
+inline QString lineOf(QProcess& p, const QString& prefix = QString())
+{
+    for (;;) {
+        while (!p.canReadLine()) {
+            if (!p.waitForReadyRead(20000))
+                return QStringLiteral("<ended>");
+        }
+        const QString l = QString::fromUtf8(p.readLine()).chopped(1);
+        if (l.startsWith(prefix))
+            return l;
+    }
+}
+#endif

@@ -56,6 +56,12 @@ class TestCommands : public ProgramTest
         else
             choose(how);
     }
+    // A customer and a task put in the file behind the lists' backs.
+    void behind() const
+    {
+        Sql(m_home->database()).exec("INSERT INTO Contatos (Nome) VALUES ('Behind')");
+        Sql(m_home->database()).exec("INSERT INTO Tarefas (Projeto, Ok) VALUES ('Behind', 0)");
+    }
     void addCustomer(const QString& name)
     {
         choose("FilekNovoContato");
@@ -85,24 +91,39 @@ private slots:
     {
         QTest::addColumn<QByteArray>("how");
         QTest::addColumn<int>("from");
-        QTest::addColumn<int>("page");
+        QTest::addColumn<int>("page"); // -1: the label editor
         QTest::newRow("View > Projects") << QByteArray("kVisualizarkProjetos") << 0 << 1;
         QTest::newRow("View > Customers") << QByteArray("kVisualizarkContatos") << 1 << 0;
         QTest::newRow("Projects button") << QByteArray("tb_projetos") << 0 << 1;
         QTest::newRow("Customers button") << QByteArray("tb_clientes") << 1 << 0;
+        QTest::newRow("View > Labels") << QByteArray("kVisualizarkEtiquetas") << 1 << -1;
+        QTest::newRow("Label button") << QByteArray("tb_label") << 1 << -1;
     }
-    // Each brings its page forward, focused, with what the file holds now.
+    // Each brings its page forward, focused, with what the file holds now; the label commands return only once
+    // the modal editor is gone, and leave the page as it was.
     void pageCommands()
     {
         QFETCH(QByteArray, how);
         QFETCH(int, from);
         QFETCH(int, page);
         w->pagePanel()->setValue(from);
-        Sql(m_home->database()).exec("INSERT INTO Contatos (Nome) VALUES ('Behind')");
-        Sql(m_home->database()).exec("INSERT INTO Tarefas (Projeto, Ok) VALUES ('Behind', 0)");
+        behind();
         QCOMPARE(w->Contatos->ListCount() + w->Projetos->ListCount(), 0);
+        bool modal = false;
+        if (page < 0) {
+            QTimer::singleShot(0, this, [&modal] {
+                wLabels* e = wLabels::Instance();
+                modal = e->isVisible() && e->isModal();
+                QTest::mouseClick(e->btCancela, Qt::LeftButton);
+            });
+        }
         press(how.constData());
-        QCOMPARE(w->pagePanel()->Value(), page);
+        QCOMPARE(w->pagePanel()->Value(), page < 0 ? from : page);
+        if (page < 0) {
+            QVERIFY(modal);
+            QVERIFY(!wLabels::Instance()->isVisible());
+            return;
+        }
         Listbox* list = page == 0 ? w->Contatos : w->Projetos;
         Listbox* other = page == 0 ? w->Projetos : w->Contatos;
         QCOMPARE(QApplication::focusWidget(), list);
@@ -139,41 +160,15 @@ private slots:
         Listbox* list = page == 0 ? w->Contatos : w->Projetos;
         QCOMPARE(list->ListCount(), 1);
         QVERIFY(page == 0 ? w->modo_insere : w->modo_insere2);
-        QLineEdit* e = editor(list);
-        QVERIFY(e);
-        QCOMPARE(w->focusWidget(), e);
+        QCOMPARE(w->focusWidget(), editor(list));
         type(list, QStringLiteral("Typed"), Qt::Key_Return);
         QCOMPARE(q(page == 0 ? "SELECT Nome FROM Contatos" : "SELECT Projeto FROM Tarefas"), QStringLiteral("Typed"));
-    }
-
-    void labelCommands_data()
-    {
-        QTest::addColumn<QByteArray>("how");
-        QTest::newRow("View > Labels") << QByteArray("kVisualizarkEtiquetas");
-        QTest::newRow("Label button") << QByteArray("tb_label");
-    }
-    // Each returns only once the modal editor is gone, and leaves the page as it was.
-    void labelCommands()
-    {
-        QFETCH(QByteArray, how);
-        w->pagePanel()->setValue(1);
-        bool modal = false;
-        QTimer::singleShot(0, this, [&modal] {
-            wLabels* e = wLabels::Instance();
-            modal = e->isVisible() && e->isModal();
-            QTest::mouseClick(e->btCancela, Qt::LeftButton);
-        });
-        press(how.constData());
-        QCOMPARE(w->pagePanel()->Value(), 1);
-        QVERIFY(modal);
-        QVERIFY(!wLabels::Instance()->isVisible());
     }
 
     void exitClosesTheWindowAndRunsTheShutdown()
     {
         // The bars stand above the pages, which keep the stored height.
         QCOMPARE(w->centralWidget()->height(), m_program->app()->janela_height);
-        QVERIFY(!QFile::exists(m_home->prefs()));
         choose("FileQuit");
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!Principal::Exists());
@@ -325,8 +320,7 @@ private slots:
         QCOMPARE(p->windowType(), Qt::Window);
         QVERIFY(p->windowFlags().testFlag(Qt::WindowMinimizeButtonHint) && !p->parentWidget());
         QCOMPARE(p->tColCliente1->text(), w->Contatos->Heading(1));
-        Sql(m_home->database()).exec("INSERT INTO Contatos (Nome) VALUES ('Behind')");
-        Sql(m_home->database()).exec("INSERT INTO Tarefas (Projeto, Ok) VALUES ('Behind', 0)");
+        behind();
         p->tColCliente1->setText(QStringLiteral("Company"));
         p->tColProjeto6->clear();
         p->eServidor->setText(QStringLiteral("smtp.example.com"));

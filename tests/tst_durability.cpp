@@ -17,23 +17,10 @@ class TestDurability : public QObject
     // Names to records; customer names start with "c", tasks with "t".
     using Rows = QHash<QString, QString>;
 
-    static void start(QProcess& p, const QStringList& args)
-    {
-        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        p.start(QStringLiteral(CRASH_HELPER), args);
-    }
-    static QString line(QProcess& p)
-    {
-        while (!p.canReadLine()) {
-            if (!p.waitForReadyRead(20000))
-                return QStringLiteral("<ended>");
-        }
-        return QString::fromUtf8(p.readLine()).chopped(1);
-    }
     static QStringList run(const QStringList& args)
     {
         QProcess p;
-        start(p, args);
+        startHelper(p, args);
         p.waitForFinished(60000);
         return QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
@@ -89,11 +76,11 @@ private slots:
         // One start more than kills: the last one only checks what the kills left.
         for (int kill = 0; kill <= kKills; ++kill) {
             QProcess p;
-            start(p, {QStringLiteral("work"), QString::number(seed % 100000 * 1000 + quint32(kill))});
+            startHelper(p, {QStringLiteral("work"), QString::number(seed % 100000 * 1000 + quint32(kill))});
             // Mostly the process dies while it works; now and then while it starts.
             if (kill == 0 || kill == kKills || rng.bounded(8) != 0) {
                 for (QString l; l != QLatin1String("ready");) {
-                    l = line(p);
+                    l = lineOf(p);
                     QVERIFY2(l != QLatin1String("<ended>"), "the program did not start");
                     follow(l);
                 }
@@ -116,9 +103,9 @@ private slots:
         QStringList old(41, QStringLiteral("kept"));
         m_home->writePrefs(old);
         QProcess p;
-        start(p, {QStringLiteral("prefs"), QStringLiteral("pause")});
+        startHelper(p, {QStringLiteral("prefs"), QStringLiteral("pause")});
         for (QString l; l != QLatin1String("writing");)
-            QVERIFY((l = line(p)) != QLatin1String("<ended>"));
+            QVERIFY((l = lineOf(p)) != QLatin1String("<ended>"));
         p.kill();
         QVERIFY(p.waitForFinished(10000));
         QCOMPARE(m_home->prefsLines(), old);

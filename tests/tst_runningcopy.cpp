@@ -15,26 +15,6 @@ class TestRunningCopy : public QObject
     enum Holder { OtherComputer, Stopped, LongRuntimePath, ReadOnlyRuntime };
 
     QString lockFile() const { return m_home->dataFolder() + QStringLiteral("/.tallyvane.lock"); }
-    static void start(QProcess& p, const QStringList& args, const QProcessEnvironment& env = {})
-    {
-        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        if (!env.isEmpty())
-            p.setProcessEnvironment(env);
-        p.start(QStringLiteral(CRASH_HELPER), args);
-    }
-    // The next line that starts with `prefix`, or "<ended>".
-    static QString lineOf(QProcess& p, const QString& prefix)
-    {
-        for (;;) {
-            while (!p.canReadLine()) {
-                if (!p.waitForReadyRead(20000))
-                    return QStringLiteral("<ended>");
-            }
-            const QString l = QString::fromUtf8(p.readLine()).chopped(1);
-            if (l.startsWith(prefix))
-                return l;
-        }
-    }
     // A lock as Qt writes it on another computer: that computer's host name and machine id.
     void writeLockOfAnotherComputer()
     {
@@ -59,10 +39,26 @@ private slots:
     }
     void cleanup() { m_home.reset(); }
 
-    // A second start while one runs touches nothing, brings the first forward and ends; a copy killed
-    // leaves no lock that stops the next start; two homes each have a copy of their own.
-    void oneRunningCopyPerDataFolder()
+    // A second start while one runs touches nothing, brings forward the main window or the start-up message
+    // the first copy shows (its main window, not yet open, stays unseen) and ends. Once the first is killed
+    // its lock stops no start, and two homes each have a copy of their own.
+    void laterStartBringsTheFirstForward_data()
     {
+        QTest::addColumn<int>("database"); // 0: none yet; 1: not SQLite; 2: a link to nowhere, so it cannot be made
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("main window") << 0 << "Principal, main window shown";
+        QTest::newRow("DB Error") << 1 << "message DB Error, main window hidden";
+        QTest::newRow("Error: ") << 2 << "message Error: \\n\\n, main window hidden";
+    }
+    void laterStartBringsTheFirstForward()
+    {
+        QFETCH(int, database);
+        QFETCH(QString, shown);
+        if (database == 1)
+            TestHome::write(m_home->database(), QByteArray("not SQLite at all").repeated(300));
+        if (database == 2)
+            QVERIFY(QDir().mkpath(m_home->dataFolder())
+                && QFile::link(m_home->path(QStringLiteral("gone/Tally Vane.rbd")), m_home->database()));
         m_home->writePrefs(QStringList(41, QStringLiteral("7")));
         const auto files = [this] {
             QStringList all = QDir(m_home->dataFolder()).entryList(QDir::AllEntries | QDir::Hidden);
@@ -71,22 +67,31 @@ private slots:
             return all;
         };
         QProcess first, second, again, other;
-        start(first, {QStringLiteral("single")});
-        QCOMPARE(lineOf(first, QStringLiteral("waiting")), QStringLiteral("waiting"));
+        startHelper(first, {database ? QStringLiteral("box") : QStringLiteral("single")});
+        const QString message = shown.section(QStringLiteral(", "), 0, 0).mid(8);
+        QCOMPARE(lineOf(first, database ? QStringLiteral("dialog ") : QStringLiteral("waiting")),
+            database ? QStringLiteral("dialog %1||OK").arg(message) : QStringLiteral("waiting"));
         const QStringList before = files();
         second.start(QStringLiteral(TALLYVANE), {});
         QVERIFY2(second.waitForFinished(1000), "the second start did not end within a second");
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 0);
-        QCOMPARE(lineOf(first, QStringLiteral("forward")), QStringLiteral("forward Principal, main window shown"));
+        QCOMPARE(lineOf(first, QStringLiteral("forward")), QStringLiteral("forward ") + shown);
+        if (database) {
+            // The message closed, the first copy ends as after any failed start, without opening its window.
+            QCOMPARE(lineOf(first, QStringLiteral("open")), QStringLiteral("<ended>"));
+            first.waitForFinished(10000);
+            QCOMPARE(first.state(), QProcess::NotRunning);
+            return;
+        }
         QCOMPARE(files(), before);
 
         first.kill();
         QVERIFY(first.waitForFinished(10000));
-        start(again, {QStringLiteral("single")});
+        startHelper(again, {QStringLiteral("single")});
         QCOMPARE(lineOf(again, QStringLiteral("open")), QStringLiteral("open"));
         const TestHome otherHome;
-        start(other, {QStringLiteral("single")});
+        startHelper(other, {QStringLiteral("single")});
         QCOMPARE(lineOf(other, QStringLiteral("open")), QStringLiteral("open"));
         for (QProcess* p : {&again, &other}) {
             p->kill();
@@ -102,7 +107,6 @@ private slots:
         QTest::addColumn<QString>("answer");
         QTest::newRow("another computer's lock, opened anyway") << int(OtherComputer) << "Open Anyway";
         QTest::newRow("another computer's lock, quit") << int(OtherComputer) << "Quit";
-        QTest::newRow("stopped owner, quit") << int(Stopped) << "Quit";
         QTest::newRow("stopped owner, opened anyway") << int(Stopped) << "Open Anyway";
         QTest::newRow("runtime folder path too long for a socket") << int(LongRuntimePath) << "Quit";
         QTest::newRow("read-only runtime folder") << int(ReadOnlyRuntime) << "Open Anyway";
@@ -126,7 +130,7 @@ private slots:
                                           : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
             env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
             env.insert(QStringLiteral("TMPDIR"), runtime);
-            start(owner, {QStringLiteral("single")}, env);
+            startHelper(owner, {QStringLiteral("single")}, env);
             QCOMPARE(lineOf(owner, QStringLiteral("waiting")), QStringLiteral("waiting"));
             if (holder == Stopped)
                 QCOMPARE(::kill(pid_t(owner.processId()), SIGSTOP), 0);
@@ -139,7 +143,7 @@ private slots:
         const QByteArray lockBefore = lock.readAll();
 
         QProcess later;
-        start(later, {QStringLiteral("later"), answer}, env);
+        startHelper(later, {QStringLiteral("later"), answer}, env);
         const QStringList dialog = lineOf(later, QStringLiteral("dialog ")).mid(7).split(QLatin1Char('|'));
         QCOMPARE(dialog.size(), 3);
         QCOMPARE(dialog[0],
@@ -166,38 +170,6 @@ private slots:
             owner.kill();
             QVERIFY(owner.waitForFinished(10000));
         }
-    }
-
-    // While the first copy shows a start-up message, a second start brings that message forward and
-    // leaves the main window, which has not opened, unseen.
-    void startupMessageComesForward_data()
-    {
-        QTest::addColumn<bool>("unopenable"); // false: a database that cannot be made
-        QTest::addColumn<QString>("message");
-        QTest::newRow("DB Error") << true << "DB Error";
-        QTest::newRow("Error: ") << false << "Error: \\n\\n";
-    }
-    void startupMessageComesForward()
-    {
-        QFETCH(bool, unopenable);
-        QFETCH(QString, message);
-        if (unopenable)
-            TestHome::write(m_home->database(), QByteArray("not SQLite at all").repeated(300));
-        else
-            QVERIFY(QDir().mkpath(m_home->dataFolder())
-                && QFile::link(m_home->path(QStringLiteral("gone/Tally Vane.rbd")), m_home->database()));
-        QProcess owner, later;
-        start(owner, {QStringLiteral("box")});
-        QCOMPARE(lineOf(owner, QStringLiteral("dialog ")), QStringLiteral("dialog %1||OK").arg(message));
-        later.start(QStringLiteral(TALLYVANE), {});
-        QVERIFY2(later.waitForFinished(1000), "the second start did not end within a second");
-        QCOMPARE(later.exitCode(), 0);
-        QCOMPARE(lineOf(owner, QStringLiteral("forward")),
-            QStringLiteral("forward message %1, main window hidden").arg(message));
-        // The message closed, the first copy ends as after any failed start, without opening its window.
-        QCOMPARE(lineOf(owner, QStringLiteral("open")), QStringLiteral("<ended>"));
-        owner.waitForFinished(10000);
-        QCOMPARE(owner.state(), QProcess::NotRunning);
     }
 };
 

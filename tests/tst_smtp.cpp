@@ -297,28 +297,16 @@ private slots:
         QCOMPARE(c.smtp.authKeys(), QStringList({"bmV3", "cHc="}));
     }
 
-    // ---- Against a real server
+    // ---- Against a real server: AUTH PLAIN here, AUTH LOGIN in the campaign's, HELO the scripted servers'.
 
-    void realServer_data()
-    {
-        QTest::addColumn<QString>("auth");
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("logged");
-        QTest::newRow("AUTH LOGIN") << QStringLiteral("login") << QStringLiteral("alice") << "LOGIN alice";
-        QTest::newRow("AUTH PLAIN") << QStringLiteral("plain") << QStringLiteral("alice") << "PLAIN alice";
-        QTest::newRow("no authentication") << QStringLiteral("none") << QString() << QString();
-    }
     void realServer()
     {
-        QFETCH(QString, auth);
-        QFETCH(QString, user);
-        QFETCH(QString, logged);
         SmtpServer server;
-        const quint16 port = server.start(auth);
+        const quint16 port = server.start(QStringLiteral("plain"));
         QVERIFY(port > 0);
 
         Client c;
-        c.smtp.Username = user;
+        c.smtp.Username = QStringLiteral("alice");
         c.smtp.Password = QStringLiteral("s3cret é");
         // A message with a date of its own, so that its text is known in full.
         const auto makeDated = [] {
@@ -347,11 +335,10 @@ private slots:
         sent.replace(QStringLiteral("\r\n.."), QStringLiteral("\r\n."));
         const QByteArray data = SmtpServer::data(one);
         QCOMPARE(QString::fromUtf8(data), sent);
-        QVERIFY(!data.contains("b1@x.test"));
         QVERIFY(data.startsWith("Date: Sat, 7 Feb 2009 14:03:09 -0300\r\nSubject: News\r\nFrom: Tally Vane "
                                 "<shop@tallyvane.test>\r\nTo: To One <one@x.test>\r\nCC: cc@x.test\r\n"));
 
-        QCOMPARE(server.authLog(), logged);
+        QCOMPARE(server.authLog(), QStringLiteral("PLAIN alice"));
     }
 };
 

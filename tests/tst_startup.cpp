@@ -46,7 +46,6 @@ private slots:
             QStringLiteral("Projetos\nTarefas\nContatos\nLabels\nNotas\nExtra"));
 
         Principal* w = program.window();
-        QCOMPARE(w->windowTitle(), QStringLiteral("Tallyvane"));
         QCOMPARE(w->pagePanel()->Value(), 1);
         QCOMPARE(w->focusWidget(), w->Projetos);
         QVERIFY(w->StaticText2->isVisibleTo(w));

@@ -133,6 +133,14 @@ private slots:
         QTest::newRow("Thunderbird running")
             << QStringList{"@running"} << "0 Ok" << never << QStringList{"All", "Birds"} << birds << none
             << "Rita Bird|rita@bird.org\nTom Bird|tom@t.org";
+        const QStringList alone{"0 / 0"};
+        QTest::newRow("Thunderbird as a snap")
+            << QStringList{"@snap"} << "0 Ok" << never << all << alone << none << "Sue Snap|";
+        QTest::newRow("Thunderbird as a flatpak")
+            << QStringList{"@flatpak"} << "0 Ok" << never << all << alone << none << "Fay Flat|";
+        QTest::newRow("Evolution synced from a CardDAV server")
+            << QStringList{"@online"} << "0 Ok" << never << QStringList{"All", "Remote"} << alone << none
+            << "Rita Remote|rita@r.org";
         QTest::newRow("all at once") << QStringList{"@running", "@snap", "@flatpak", "@online"} << "0 Ok" << never
                                      << QStringList{"All", "Remote", "Birds"} << four << none
                                      << "Rita Remote|rita@r.org\nTom Bird|tom@t.org\nSue Snap|\nFay Flat|";

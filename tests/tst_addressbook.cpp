@@ -613,9 +613,6 @@ void TestAddressBook::sources_data()
                                          << QStringList{"VDIRSYNCER_CONFIG=~/vd/config"} << QByteArray() << false
                                          << QString() << QStringList{"Bo Berg ", "Cy Cruz "};
     const QString storage = "[storage book]\ntype = \"filesystem\"\npath = \"~/%1/\"\nfileext = \".vcf\"\n";
-    QTest::newRow("vdirsyncer: the older configuration")
-        << QStringList{".vdirsyncer/config|" + storage.arg("old"), "old/work/a.vcf|" + vcf("a", "Alves", "Ann")}
-        << QStringList() << QByteArray() << false << QString() << QStringList{"Ann Alves "};
     // vdirsyncer itself looks there first.
     QTest::newRow("vdirsyncer: the older configuration before the newer")
         << QStringList{".vdirsyncer/config|" + storage.arg("old"), ".config/vdirsyncer/config|" + storage.arg("new"),

@@ -77,17 +77,13 @@ QSet<QString> disabledSources()
         = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QLatin1String("/evolution/sources");
     QHash<QString, std::pair<bool, QString>> sources; // enabled, parent
     for (const QString& name : QDir(folder).entryList({QStringLiteral("*.source")}, QDir::Files)) {
-        const auto bytes = readRegularFile(folder + QLatin1Char('/') + name, 1 << 20);
-        bool enabled = true, inData = false;
+        bool enabled = true;
         QString parent;
-        for (const QString& raw : QString::fromUtf8(bytes.value_or(QByteArray())).split(QLatin1Char('\n'))) {
-            const QString l = raw.trimmed();
-            if (l.startsWith(QLatin1Char('[')))
-                inData = l == QLatin1String("[Data Source]");
-            else if (inData && l.startsWith(QLatin1String("Enabled=")))
-                enabled = l.mid(8).trimmed() != QLatin1String("false");
-            else if (inData && l.startsWith(QLatin1String("Parent=")))
-                parent = l.mid(7).trimmed();
+        for (const ConfigSection& section : configSections(folder + QLatin1Char('/') + name)) {
+            if (section.header == QLatin1String("[Data Source]")) {
+                enabled = section.value(QLatin1String("enabled")) != QLatin1String("false");
+                parent = section.value(QLatin1String("parent"));
+            }
         }
         sources.insert(name.chopped(7), {enabled, parent});
     }

@@ -21,31 +21,10 @@ struct Place
     Qt::CaseSensitivity cs = Qt::CaseInsensitive; // of the extension
 };
 
-constexpr qint64 kMaxConfigBytes = 1 << 20;
-
 QString configFile(const char* variable, const QString& fallback)
 {
     const QString set = qEnvironmentVariable(variable);
     return set.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + fallback : set;
-}
-
-QStringList configLines(const QString& path)
-{
-    const auto bytes = readRegularFile(path, kMaxConfigBytes);
-    return bytes ? QString::fromUtf8(*bytes).split(QLatin1Char('\n')) : QStringList();
-}
-
-// key = value, the value unquoted; an empty key for any other line.
-std::pair<QString, QString> setting(const QString& line)
-{
-    const qsizetype eq = line.indexOf(QLatin1Char('='));
-    if (eq < 0 || line.startsWith(QLatin1Char('#')))
-        return {};
-    QString value = line.mid(eq + 1).trimmed();
-    if (value.size() >= 2 && (value.front() == QLatin1Char('"') || value.front() == QLatin1Char('\''))
-        && value.back() == value.front())
-        value = value.mid(1, value.size() - 2);
-    return {line.left(eq).trimmed().toLower(), value};
 }
 
 // khard: [addressbooks] holds one [[name]] per book with its path; with type = discover the path
@@ -53,12 +32,15 @@ std::pair<QString, QString> setting(const QString& line)
 void khardPlaces(QList<Place>& out)
 {
     bool inBooks = false;
-    QString path, type;
-    auto flush = [&]() {
-        if (path.isEmpty())
-            return;
+    for (const ConfigSection& section :
+        configSections(configFile("KHARD_CONFIG", QStringLiteral("/khard/khard.conf")))) {
+        if (!section.header.startsWith(QLatin1String("[[")))
+            inBooks = section.header.compare(QLatin1String("[addressbooks]"), Qt::CaseInsensitive) == 0;
+        const QString path = section.value(QLatin1String("path"));
+        if (!inBooks || path.isEmpty())
+            continue;
         const QString expanded = expandPath(path);
-        if (type.compare(QLatin1String("discover"), Qt::CaseInsensitive) == 0) {
+        if (section.value(QLatin1String("type")).compare(QLatin1String("discover"), Qt::CaseInsensitive) == 0) {
             glob_t g{};
             if (::glob(QFile::encodeName(expanded).constData(), GLOB_ONLYDIR, nullptr, &g) == 0) {
                 for (size_t i = 0; i < g.gl_pathc; ++i)
@@ -68,62 +50,25 @@ void khardPlaces(QList<Place>& out)
         } else {
             out.append({expanded, QStringLiteral(".vcf")});
         }
-        path.clear();
-        type.clear();
-    };
-    for (const QString& raw : configLines(configFile("KHARD_CONFIG", QStringLiteral("/khard/khard.conf")))) {
-        const QString line = raw.trimmed();
-        if (line.startsWith(QLatin1String("[["))) {
-            flush();
-        } else if (line.startsWith(QLatin1Char('['))) {
-            flush();
-            inBooks = line.compare(QLatin1String("[addressbooks]"), Qt::CaseInsensitive) == 0;
-        } else if (inBooks) {
-            const auto [key, value] = setting(line);
-            if (key == QLatin1String("path"))
-                path = value;
-            else if (key == QLatin1String("type"))
-                type = value;
-        }
     }
-    flush();
 }
 
 // vdirsyncer: every [storage name] of type "filesystem" with its path and file extension; a
 // calendar's storage (.ics) holds no cards.
 void vdirsyncerPlaces(QList<Place>& out)
 {
-    bool inStorage = false;
-    QString type, path, ext;
-    auto flush = [&]() {
-        if (inStorage && type == QLatin1String("filesystem") && !path.isEmpty() && !ext.isEmpty()
-            && ext.compare(QLatin1String(".ics"), Qt::CaseInsensitive) != 0)
-            out.append({expandPath(path), ext, Qt::CaseSensitive}); // as vdirsyncer lists its files
-        type.clear();
-        path.clear();
-        ext.clear();
-    };
     // vdirsyncer reads its older place first, where that exists.
     const QString older = QDir::homePath() + QLatin1String("/.vdirsyncer/config");
     const QString config = qEnvironmentVariableIsEmpty("VDIRSYNCER_CONFIG") && QFileInfo::exists(older)
         ? older
         : configFile("VDIRSYNCER_CONFIG", QStringLiteral("/vdirsyncer/config"));
-    for (const QString& raw : configLines(config)) {
-        const QString line = raw.trimmed();
-        if (line.startsWith(QLatin1Char('['))) {
-            flush();
-            inStorage = line.startsWith(QLatin1String("[storage "));
-            continue;
-        }
-        const auto [key, value] = setting(line);
-        if (key == QLatin1String("type"))
-            type = value;
-        else if (key == QLatin1String("path"))
-            path = value;
-        else if (key == QLatin1String("fileext"))
-            ext = value;
+    for (const ConfigSection& section : configSections(config)) {
+        const QString path = section.value(QLatin1String("path")), ext = section.value(QLatin1String("fileext"));
+        if (section.header.startsWith(QLatin1String("[storage ")) && !path.isEmpty() && !ext.isEmpty()
+            && section.value(QLatin1String("type")) == QLatin1String("filesystem")
+            && ext.compare(QLatin1String(".ics"), Qt::CaseInsensitive) != 0)
+            out.append({expandPath(path), ext, Qt::CaseSensitive}); // as vdirsyncer lists its files
     }
-    flush();
 }
 
 // A folder's listing is kept while the kernel reports no change in it: stating every file of a

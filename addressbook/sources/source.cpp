@@ -116,6 +116,37 @@ QString expandPath(const QString& path)
     return out;
 }
 
+QString ConfigSection::value(QLatin1String key) const
+{
+    for (const auto& [k, v] : settings) {
+        if (k == key)
+            return v;
+    }
+    return QString();
+}
+
+QList<ConfigSection> configSections(const QString& path)
+{
+    const auto bytes = readRegularFile(path, 1 << 20);
+    if (!bytes)
+        return {};
+    QList<ConfigSection> out{{}};
+    for (const QString& raw : QString::fromUtf8(*bytes).split(QLatin1Char('\n'))) {
+        const QString line = raw.trimmed();
+        const qsizetype eq = line.indexOf(QLatin1Char('='));
+        if (line.startsWith(QLatin1Char('['))) {
+            out.append({line, {}});
+        } else if (eq > 0 && !line.startsWith(QLatin1Char('#')) && !line.startsWith(QLatin1Char(';'))) {
+            QString value = line.mid(eq + 1).trimmed();
+            if (value.size() >= 2 && (value.front() == QLatin1Char('"') || value.front() == QLatin1Char('\''))
+                && value.back() == value.front())
+                value = value.mid(1, value.size() - 2);
+            out.last().settings.append({line.left(eq).trimmed().toLower(), value});
+        }
+    }
+    return out;
+}
+
 SqliteReader::SqliteReader(const QString& path, bool privateCopy)
 {
     if (fileStamp(path).isEmpty())

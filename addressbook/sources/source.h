@@ -60,6 +60,18 @@ QList<std::pair<QString, QByteArray>> filesIn(
 // $VAR, ${VAR} and a leading ~ expanded, as the tools that write these configurations do.
 QString expandPath(const QString& path);
 
+// A section of an INI-like configuration file (khard's, vdirsyncer's, Thunderbird's profiles.ini, Evolution's
+// .source files): its header as written ("[name]", "[[name]]"; empty before the first) and its settings, the
+// keys lower case, the values trimmed and unquoted.
+struct ConfigSection
+{
+    QString header;
+    QList<std::pair<QString, QString>> settings;
+    QString value(QLatin1String key) const;
+};
+// The sections of a configuration file up to 1 MiB, in order; none for a file that cannot be read.
+QList<ConfigSection> configSections(const QString& path);
+
 // One read of a SQLite file that is never written: opened read-only, one statement at a time, no lock
 // held beyond the statement. Rows are handed to the callback as UTF-8 columns.
 class SqliteReader

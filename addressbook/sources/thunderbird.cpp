@@ -21,30 +21,13 @@ constexpr const char* kRoots[]
 
 QStringList profiles(const QString& root)
 {
-    const auto ini = readRegularFile(root + QLatin1String("/profiles.ini"), 1 << 20);
-    if (!ini)
-        return {};
     QStringList out;
-    QString path;
-    bool relative = true, inProfile = false;
-    auto flush = [&]() {
-        if (inProfile && !path.isEmpty())
-            out.append(relative ? root + QLatin1Char('/') + path : path);
-        path.clear();
-        relative = true;
-    };
-    for (const QString& raw : QString::fromUtf8(*ini).split(QLatin1Char('\n'))) {
-        const QString line = raw.trimmed();
-        if (line.startsWith(QLatin1Char('['))) {
-            flush();
-            inProfile = line.startsWith(QLatin1String("[Profile"), Qt::CaseInsensitive);
-        } else if (line.startsWith(QLatin1String("Path="), Qt::CaseInsensitive)) {
-            path = line.mid(5);
-        } else if (line.startsWith(QLatin1String("IsRelative="), Qt::CaseInsensitive)) {
-            relative = line.mid(11) != QLatin1String("0");
-        }
+    for (const ConfigSection& section : configSections(root + QLatin1String("/profiles.ini"))) {
+        const QString path = section.value(QLatin1String("path"));
+        if (section.header.startsWith(QLatin1String("[Profile"), Qt::CaseInsensitive) && !path.isEmpty())
+            out.append(section.value(QLatin1String("isrelative")) != QLatin1String("0") ? root + QLatin1Char('/') + path
+                                                                                        : path);
     }
-    flush();
     return out;
 }
 

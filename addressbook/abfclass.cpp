@@ -346,7 +346,7 @@ qint32 _ABFClass::ABRecordCopyValue(qint32 record, qint32 proprty)
 {
     const Record* r = recordAt(record);
     const QString key = textOf(proprty);
-    return r && !key.isNull() ? table().copyOut(r->get(key)) : 0;
+    return r && !key.isNull() ? r->copy(key) : 0;
 }
 
 bool _ABFClass::ABRecordSetValue(qint32 record, qint32 proprty, qint32 value)

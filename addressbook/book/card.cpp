@@ -3,7 +3,9 @@
 #include <QSet>
 #include <QUuid>
 #include <algorithm>
+#include <bit>
 #include <optional>
+#include <utility>
 
 // Card to record: how the lines of a card become a record's properties.
 namespace abplatform {
@@ -257,27 +259,50 @@ qint32 addressOf(const vcard::Property& p, Version v, const QString& countryCode
     return P.table.add(std::move(dict), false);
 }
 
-void putText(Record& r, Constant key, const QString& text)
-{
-    if (!text.isEmpty())
-        r.put(constantText(key), platform().newString(text, false));
-}
-
-// What one card's reading carries from line to line.
+// What one card's reading carries from line to line. A reading either fills the parts of the record that the
+// book itself needs (its UID, categories and members), or makes the value of one property, which the record
+// does not keep: a large book holds every card, and a value of its own for each line would cost many times
+// the line.
 struct CardReading
 {
-    CardReading(Record& record, Version version)
-        : r(record)
-        , v(version)
+    CardReading(Kind kind, const std::shared_ptr<vcard::Card>& read, Constant wanted)
+        : card(read)
+        , v(read->version)
+        , group(kind == Kind::Group)
+        , want(wanted)
     {
     }
-    Record& r;
+    ~CardReading()
+    {
+        for (const qint32 h : lists)
+            platform().table.release(h);
+        platform().table.release(out);
+    }
+    const std::shared_ptr<vcard::Card>& card;
     Version v;
+    bool group;
+    Constant want;
+    Record* record = nullptr; // the record whose book parts are read, or null
+    qint32 out = 0; // the wanted value, held
     QHash<QByteArray, QString> customLabels, countryCodes;
-    std::array<MultiValue*, FieldCount> lists{};
+    std::array<qint32, FieldCount> lists{}; // held
     QString formatted, org;
     QSet<QString> seenCategories; // folded; a set, so that a card with very many stays linear
     bool named = false;
+
+    // Takes over the reference of h.
+    void put(Constant key, qint32 h)
+    {
+        Table& t = platform().table;
+        if (key == want)
+            std::swap(out, h);
+        t.release(h);
+    }
+    void putText(Constant key, const QString& text)
+    {
+        if (!text.isEmpty() && key == want)
+            put(key, platform().newString(text, false));
+    }
 };
 
 void readName(CardReading& c, const vcard::Property& p)
@@ -286,11 +311,11 @@ void readName(CardReading& c, const vcard::Property& p)
         c.formatted = p.text(c.v);
     } else if (p.name == "N" && !c.named) {
         const QStringList n = p.components(c.v);
-        putText(c.r, kLastNameProperty, n.value(0));
-        putText(c.r, kFirstNameProperty, n.value(1));
-        putText(c.r, kMiddleNameProperty, n.value(2));
-        putText(c.r, kTitleProperty, n.value(3));
-        putText(c.r, kSuffixProperty, n.value(4));
+        c.putText(kLastNameProperty, n.value(0));
+        c.putText(kFirstNameProperty, n.value(1));
+        c.putText(kMiddleNameProperty, n.value(2));
+        c.putText(kTitleProperty, n.value(3));
+        c.putText(kSuffixProperty, n.value(4));
         c.named = !n.value(0).isEmpty() || !n.value(1).isEmpty() || !n.value(2).isEmpty();
     }
 }
@@ -303,16 +328,18 @@ void readGroupName(CardReading& c, const vcard::Property& p)
 
 void readDate(CardReading& c, const vcard::Property& p)
 {
+    const Constant key = p.tag == FBday ? kBirthdayProperty : kModificationDateProperty;
+    if (key != c.want)
+        return;
     if (const auto s = parseDate(p.text(c.v)))
-        c.r.put(constantText(p.tag == FBday ? kBirthdayProperty : kModificationDateProperty),
-            platform().table.add(std::make_unique<DateValue>(*s), false));
+        c.put(key, platform().table.add(std::make_unique<DateValue>(*s), false));
 }
 
 void readCategories(CardReading& c, const vcard::Property& p)
 {
-    if (c.r.kind != Kind::Person)
+    if (!c.record || c.record->kind != Kind::Person)
         return;
-    auto& cats = static_cast<Person&>(c.r).categories;
+    auto& cats = static_cast<Person*>(c.record)->categories;
     for (QString part : p.components(c.v, ',')) {
         // Without what no card can carry, as for the UID: a category names a group, and it must name the
         // same one after its line is written again.
@@ -326,13 +353,13 @@ void readCategories(CardReading& c, const vcard::Property& p)
 
 void readListEntry(CardReading& c, const vcard::Property& p, const ListField& f, int index)
 {
+    if (f.key != c.want)
+        return;
     Platform& P = platform();
-    MultiValue*& mv = c.lists[size_t(p.tag)];
-    if (!mv) {
-        auto made = std::make_unique<MultiValue>();
-        mv = made.get();
-        c.r.put(constantText(f.key), P.table.add(std::move(made), false));
-    }
+    qint32& list = c.lists[size_t(p.tag)];
+    if (!list)
+        list = P.table.add(std::make_unique<MultiValue>(), false);
+    auto* mv = P.table.as<MultiValue>(list);
     MultiValue::Entry e;
     if (p.tag == FAdr) {
         e.value = addressOf(p, c.v, c.countryCodes.value(p.group.toLower()));
@@ -344,7 +371,7 @@ void readListEntry(CardReading& c, const vcard::Property& p, const ListField& f,
     }
     e.label = labelFor(p, p.tag, c.customLabels);
     e.id = mv->nextId++;
-    e.originCard = c.r.card;
+    e.originCard = c.card;
     e.originIndex = index;
     e.pristine = true;
     if (mv->primaryId < 0 && p.isPreferred())
@@ -366,11 +393,13 @@ void readLine(CardReading& c, const vcard::Property& p, int index)
         break;
     case FOrg:
         c.org = p.components(c.v).value(0);
-        putText(c.r, kOrganizationProperty, c.org);
+        c.putText(kOrganizationProperty, c.org);
         break;
     case FUid: // without what no card can carry, so that the UID reads the same from the lines that name it
-        c.r.uid = p.text(c.v).trimmed().remove(QLatin1Char('\r')).remove(QChar(0));
-        c.r.uidInCard = !c.r.uid.isEmpty();
+        if (c.record) {
+            c.record->uid = p.text(c.v).trimmed().remove(QLatin1Char('\r')).remove(QChar(0));
+            c.record->uidInCard = !c.record->uid.isEmpty();
+        }
         break;
     case FBday:
     case FRev:
@@ -380,8 +409,10 @@ void readLine(CardReading& c, const vcard::Property& p, int index)
         readCategories(c, p);
         break;
     case FMembers:
-        static_cast<Group&>(c.r).memberName = p.name;
-        static_cast<Group&>(c.r).unresolved.append(p.text(c.v).trimmed().toUtf8());
+        if (c.record) {
+            static_cast<Group*>(c.record)->memberName = p.name;
+            static_cast<Group*>(c.record)->unresolved.append(p.text(c.v).trimmed().toUtf8());
+        }
         break;
     default:
         if (const ListField* f = listField(p.tag)) {
@@ -390,39 +421,99 @@ void readLine(CardReading& c, const vcard::Property& p, int index)
         }
         for (const TextField& t : kTextFields) {
             if (t.field == p.tag)
-                putText(c.r, t.key, p.text(c.v));
+                c.putText(t.key, p.text(c.v));
         }
     }
 }
 
-// Makes the record's properties from its card.
+// Reads the parts of the record that the book needs of every card at once: its UID, its categories, which make
+// groups, and a group's members.
 void loadCard(Record& r, const std::shared_ptr<vcard::Card>& card)
 {
     const bool group = r.kind == Kind::Group;
     const QList<vcard::Property> props = tagCard(*card, group);
     r.card = card;
-    CardReading c{r, card->version};
-    for (const vcard::Property& p : props) {
-        if (!p.group.isEmpty() && p.name == "X-ABLABEL")
-            c.customLabels.insert(p.group.toLower(), p.text(c.v));
-        else if (!p.group.isEmpty() && p.name == "X-ABADR")
-            c.countryCodes.insert(p.group.toLower(), p.text(c.v));
+    CardReading c{r.kind, card, kConstantCount};
+    c.record = &r;
+    for (int i = 0; i < props.size(); ++i) {
+        const int tag = props[i].tag;
+        if (tag == FUid || tag == FCategories || tag == FMembers)
+            readLine(c, props[i], i);
     }
-    const auto showAs = std::find_if(props.begin(), props.end(), [](const auto& p) { return p.name == "X-ABSHOWAS"; });
-    const bool company = showAs != props.end() && showAs->value.trimmed().toUpper() == "COMPANY";
-    for (int i = 0; i < props.size(); ++i)
-        readLine(c, props[i], i);
-    for (MultiValue* mv : c.lists) {
-        if (mv)
-            mv->entries.squeeze(); // grown one by one, and seldom changed: a large book keeps none of the spare
+}
+
+// The card-backed properties: the constant of each, and the fields whose lines make its value.
+struct CardKey
+{
+    Constant key;
+    quint32 fields;
+};
+
+std::optional<CardKey> cardKey(Kind kind, const QString& key)
+{
+    static const auto byKey = [] {
+        std::array<QHash<QString, CardKey>, 2> out;
+        for (bool person : {false, true}) {
+            for (const PropertyInfo& p : properties(person)) {
+                if (p.field < 0 || p.field == FUid)
+                    continue;
+                // A person's name may come from FN when N names nobody, unless FN is the organisation's.
+                const quint32 fields = p.field == FName ? bit(FName) | bit(FOrg) : bit(p.field);
+                out[person].insert(constantText(p.key), CardKey{p.key, fields});
+            }
+        }
+        return out;
+    }();
+    const auto& table = byKey[kind == Kind::Person];
+    const auto it = table.constFind(key);
+    return it == table.cend() ? std::nullopt : std::optional<CardKey>(*it);
+}
+
+// The value of one property as the record's card gives it, with a reference of the caller's; 0 for none.
+qint32 valueFromCard(const Record& r, const QString& key)
+{
+    const auto wanted = r.card ? cardKey(r.kind, key) : std::nullopt;
+    if (!wanted)
+        return 0;
+    const vcard::Lines& lines = r.card->props;
+    CardReading c{r.kind, r.card, wanted->key};
+    const bool list = listField(std::countr_zero(wanted->fields)) != nullptr;
+    bool company = false;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        if (lines.tag(i) >= 0)
+            continue;
+        const QByteArray name = lines.name(i);
+        if (list && (name == "X-ABLABEL" || name == "X-ABADR")) {
+            const vcard::Property p = lines[i];
+            if (!p.group.isEmpty())
+                (name == "X-ABLABEL" ? c.customLabels : c.countryCodes).insert(p.group.toLower(), p.text(c.v));
+        } else if (name == "X-ABSHOWAS" && wanted->fields & bit(FName)) {
+            company = company || lines[i].value.trimmed().toUpper() == "COMPANY";
+        }
     }
-    if (group) {
-        putText(r, kGroupNameProperty, c.formatted);
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const int tag = lines.tag(i);
+        if (tag >= 0 && wanted->fields & bit(tag))
+            readLine(c, lines[i], int(i));
+    }
+    Table& t = platform().table;
+    if (const ListField* f = list ? listField(std::countr_zero(wanted->fields)) : nullptr) {
+        if (qint32& made = c.lists[size_t(f->field)]) {
+            // Grown one by one, and seldom changed: it keeps none of the spare.
+            t.as<MultiValue>(made)->entries.squeeze();
+            c.put(f->key, std::exchange(made, 0));
+        }
+    } else if (c.group) {
+        c.putText(kGroupNameProperty, c.formatted);
     } else if (!c.named && !c.formatted.isEmpty() && c.formatted != c.org && !company) {
         const auto [first, last] = splitFormattedName(c.formatted);
-        putText(r, kFirstNameProperty, first);
-        putText(r, kLastNameProperty, last);
+        c.putText(kFirstNameProperty, first);
+        c.putText(kLastNameProperty, last);
     }
+    const qint32 out = std::exchange(c.out, 0);
+    t.retainOwned(out);
+    t.release(out);
+    return out;
 }
 
 } // namespace
@@ -451,8 +542,6 @@ qint32 newRecord(const std::shared_ptr<vcard::Card>& card, bool group, bool owne
         loadCard(*raw, card);
     if (raw->uid.isEmpty())
         raw->uid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    raw->put(constantText(kUIDProperty), platform().newString(raw->uid, false));
-    raw->values.squeeze();
     return h;
 }
 
@@ -467,7 +556,6 @@ void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
     else
         static_cast<Group&>(r).unresolved.clear();
     loadCard(r, card);
-    r.put(constantText(kUIDProperty), P.newString(r.uid, false));
     if (r.kind == Kind::Group) {
         auto& g = static_cast<Group&>(r);
         QSet<QByteArray> named; // a set, so that a group of many members saves in linear time
@@ -481,6 +569,36 @@ void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
         }
         g.unresolved.removeIf([&](const QByteArray& value) { return named.contains(value); });
     }
+}
+
+qint32 Record::copy(const QString& key) const
+{
+    for (const auto& [id, v] : values) {
+        const QString& k = keyText(id);
+        // Keys are nearly always the shared texts of the constants, found by their address alone.
+        if (k.size() == key.size() && (k.constData() == key.constData() || k == key))
+            return platform().table.copyOut(v);
+    }
+    if (key == constantText(kUIDProperty))
+        return platform().newString(uid, true);
+    return valueFromCard(*this, key);
+}
+
+void Record::put(const QString& key, qint32 value)
+{
+    Table& t = platform().table;
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        if (keyText(values[i].first) == key) {
+            t.release(values[i].second);
+            values[i].second = value;
+            if (!value && !(card && cardKey(kind, key)))
+                values.removeAt(i);
+            return;
+        }
+    }
+    // A value removed is kept as none, so that the card's value does not show through.
+    if (value || (card && cardKey(kind, key)))
+        values.append({keyId(key), value});
 }
 
 double secondsSince2001(const QDateTime& moment)

@@ -46,13 +46,14 @@ public:
     bool matches(const Record& r) const
     {
         bool any = false;
-        if (const auto* mv = platform().table.as<MultiValue>(r.get(m_e.property))) {
+        const Taken held(r.copy(m_e.property));
+        if (const auto* mv = platform().table.as<MultiValue>(held.handle())) {
             for (const MultiValue::Entry& entry : mv->entries) {
                 if (m_e.label.isNull() || platform().text(entry.label) == m_e.label)
                     any = any || value(entry.value);
             }
         } else {
-            any = value(r.get(m_e.property));
+            any = value(held.handle());
         }
         return any != m_negative;
     }

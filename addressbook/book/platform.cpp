@@ -33,34 +33,6 @@ const QString& keyText(qint32 id)
     return keys().texts[size_t(id)];
 }
 
-qint32 Record::get(const QString& key) const
-{
-    // Keys are nearly always the shared texts of the constants, found by their address alone.
-    for (const auto& [id, v] : values) {
-        const QString& k = keyText(id);
-        if (k.size() == key.size() && (k.constData() == key.constData() || k == key))
-            return v;
-    }
-    return 0;
-}
-
-void Record::put(const QString& key, qint32 value)
-{
-    Table& t = platform().table;
-    for (qsizetype i = 0; i < values.size(); ++i) {
-        if (keyText(values[i].first) == key) {
-            t.release(values[i].second);
-            if (value)
-                values[i].second = value;
-            else
-                values.removeAt(i);
-            return;
-        }
-    }
-    if (value)
-        values.append({keyId(key), value});
-}
-
 Table::~Table()
 {
     // Values hold only handles, so they can go in any order.

@@ -146,12 +146,15 @@ struct Record : Value
     bool uidInCard = false;
     bool inBook = false;
     quint32 dirty = 0; // fields of the card to write anew, one bit each
-    QList<std::pair<qint32, qint32>> values; // property key (keyId), value held
+    // The values the program set: property key (keyId), value held, 0 for one removed from the card. The card's
+    // other values are made when asked for and not kept.
+    QList<std::pair<qint32, qint32>> values;
     QString uid;
     std::shared_ptr<vcard::Card> card; // the card it was read from, if any
     FileRecord* file = nullptr;
 
-    qint32 get(const QString& key) const;
+    // A reference of the caller's to the value under key, or 0.
+    qint32 copy(const QString& key) const;
     // Takes over the reference of value; 0 removes.
     void put(const QString& key, qint32 value);
 };
@@ -304,5 +307,22 @@ struct Platform
 
 Platform& platform();
 void resetPlatform();
+
+// A reference of the caller's, given back when this goes.
+class Taken
+{
+public:
+    explicit Taken(qint32 handle)
+        : m_handle(handle)
+    {
+    }
+    ~Taken() { platform().table.releaseOwned(m_handle); }
+    Taken(const Taken&) = delete;
+    Taken& operator=(const Taken&) = delete;
+    qint32 handle() const { return m_handle; }
+
+private:
+    qint32 m_handle;
+};
 
 } // namespace abplatform

@@ -83,7 +83,7 @@ int firstLine(const Record& r, int field, const char* name = nullptr)
 
 QString textOf(const Record& r, Constant key)
 {
-    return platform().text(r.get(constantText(key)));
+    return platform().text(Taken(r.copy(constantText(key))).handle());
 }
 
 void setTypes(vcard::Property& p, const QList<QByteArray>& add, bool preferred, Version v)
@@ -124,7 +124,8 @@ void setTypes(vcard::Property& p, const QList<QByteArray>& add, bool preferred, 
 QByteArray listLines(const Record& r, const ListField& f, Version v, const QByteArray& eol)
 {
     Platform& P = platform();
-    const auto* mv = P.table.as<MultiValue>(r.get(constantText(f.key)));
+    const Taken list(r.copy(constantText(f.key)));
+    const auto* mv = P.table.as<MultiValue>(list.handle());
     if (!mv)
         return QByteArray();
     QByteArray out;
@@ -247,8 +248,8 @@ QByteArray orgLines(const CardWriting& w)
 
 QByteArray dateLines(const CardWriting& w, int field)
 {
-    const auto* d = platform().table.as<DateValue>(
-        w.r.get(constantText(field == FBday ? kBirthdayProperty : kModificationDateProperty)));
+    const Taken date(w.r.copy(constantText(field == FBday ? kBirthdayProperty : kModificationDateProperty)));
+    const auto* d = platform().table.as<DateValue>(date.handle());
     if (!d)
         return QByteArray();
     return w.lineOf(field, field == FBday ? "BDAY" : "REV", formatDate(d->seconds, field, w.v));

@@ -282,7 +282,7 @@ void TestAddressBook::saveAndReadAgain()
     Home home;
     const QByteArray existing = "BEGIN:VCARD\r\nVERSION:3.0\r\nUID:ex-1\r\nN:Velho;Rui;;;\r\nFN:Rui Velho\r\n"
                                 "item1.EMAIL;TYPE=INTERNET:rui@old.pt\r\nitem1.X-ABLabel:Escola\r\n"
-                                "X-CUSTOM;X-PARAM=1:keep me\\; as is\r\nEND:VCARD\r\n";
+                                "X-CUSTOM;X-PARAM=1:keep me\\; as is\r\nNOTE:old note\r\nEND:VCARD\r\n";
     const QByteArray unterminated = "BEGIN:VCARD\nVERSION:3.0\nN:Aberto;Ivo;;;\n";
     const QByteArray garbage = QByteArray("\x00\x01garbage\xff", 11).repeated(50);
     home.card("existing.vcf", existing);
@@ -296,6 +296,8 @@ void TestAddressBook::saveAndReadAgain()
         QCOMPARE(people.size(), 3);
         book->Remove(*people[1]);
         people[0]->setLastName(QStringLiteral("Novo"));
+        people[0]->RemoveValue(QStringLiteral("Note")); // read from its card, and gone before the save
+        QVERIFY(people[0]->Value(QStringLiteral("Note")).IsNull());
         people[0]->EmailAddresses().Append(QStringLiteral("Work"), Variant(QStringLiteral("rui@new.pt")));
         people[2]->setNote(QStringLiteral("cannot be written"));
         AddressBookContact fresh;
@@ -320,6 +322,7 @@ void TestAddressBook::saveAndReadAgain()
     QVERIFY(rewritten.contains("\r\nitem1.EMAIL;TYPE=INTERNET:rui@old.pt\r\nEMAIL;TYPE=WORK:rui@new.pt\r\n"));
     QVERIFY(rewritten.contains("\r\nitem1.X-ABLabel:Escola\r\n"));
     QVERIFY(rewritten.contains("X-CUSTOM;X-PARAM=1:keep me\\; as is\r\n"));
+    QVERIFY(!rewritten.contains("NOTE"));
     const QString newFile = home.contacts(newUid + QStringLiteral(".vcf"));
     const char* readBack = "import sys, vobject\nc = vobject.readOne(open(sys.argv[1]).read())\n"
                            "print(c.n.value.family, c.email.value, c.bday.value)";

@@ -22,6 +22,7 @@ template <class T> QList<std::shared_ptr<T>> recordsOf(qint32 list, qint32 abref
 {
     QList<std::shared_ptr<T>> out;
     const qint32 count = _ABArrayGetCount(list);
+    out.reserve(count);
     for (qint32 i = 0; i < count; ++i) {
         const qint32 entry = _ABArrayGetValue(list, i);
         if (entry)

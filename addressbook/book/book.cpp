@@ -39,6 +39,8 @@ std::unique_ptr<FileRecord> readUnit(Source& source, const Unit& unit)
     file->gaps = std::move(parsed->gaps);
     file->eol = parsed->eol;
     file->clean = parsed->clean;
+    file->cards.reserve(parsed->cards.size());
+    file->records.reserve(parsed->cards.size());
     for (const std::shared_ptr<vcard::Card>& card : parsed->cards) {
         const qint32 h = newRecord(card, isGroupCard(*card), false);
         Record* r = recordAt(h);

@@ -548,9 +548,11 @@ qint32 newRecord(const std::shared_ptr<vcard::Card>& card, bool group, bool owne
 void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
 {
     Platform& P = platform();
-    for (const auto& kv : std::as_const(r.values))
-        P.table.release(kv.second);
-    r.values.clear();
+    if (r.values) {
+        for (const auto& kv : *r.values)
+            P.table.release(kv.second);
+        r.values.reset();
+    }
     if (r.kind == Kind::Person)
         static_cast<Person&>(r).categories.clear();
     else
@@ -573,7 +575,7 @@ void reload(Record& r, const std::shared_ptr<vcard::Card>& card)
 
 qint32 Record::copy(const QString& key) const
 {
-    for (const auto& [id, v] : values) {
+    for (const auto& [id, v] : values ? *values : std::span<const std::pair<qint32, qint32>>()) {
         const QString& k = keyText(id);
         // Keys are nearly always the shared texts of the constants, found by their address alone.
         if (k.size() == key.size() && (k.constData() == key.constData() || k == key))
@@ -587,18 +589,20 @@ qint32 Record::copy(const QString& key) const
 void Record::put(const QString& key, qint32 value)
 {
     Table& t = platform().table;
-    for (qsizetype i = 0; i < values.size(); ++i) {
-        if (keyText(values[i].first) == key) {
-            t.release(values[i].second);
-            values[i].second = value;
+    if (!values)
+        values = std::make_unique<std::vector<std::pair<qint32, qint32>>>();
+    for (auto it = values->begin(); it != values->end(); ++it) {
+        if (keyText(it->first) == key) {
+            t.release(it->second);
+            it->second = value;
             if (!value && !(card && cardKey(kind, key)))
-                values.removeAt(i);
+                values->erase(it);
             return;
         }
     }
     // A value removed is kept as none, so that the card's value does not show through.
     if (value || (card && cardKey(kind, key)))
-        values.append({keyId(key), value});
+        values->push_back({keyId(key), value});
 }
 
 double secondsSince2001(const QDateTime& moment)

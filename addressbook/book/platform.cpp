@@ -148,8 +148,10 @@ void Table::drop(qint32 first)
         case Kind::Person:
         case Kind::Group: {
             auto* r = static_cast<Record*>(value.get());
-            for (const auto& kv : r->values)
-                held << kv.second;
+            if (r->values) {
+                for (const auto& kv : *r->values)
+                    held << kv.second;
+            }
             if (r->kind == Kind::Person)
                 held << static_cast<Person*>(r)->image;
             else

@@ -148,7 +148,7 @@ struct Record : Value
     quint32 dirty = 0; // fields of the card to write anew, one bit each
     // The values the program set: property key (keyId), value held, 0 for one removed from the card. The card's
     // other values are made when asked for and not kept.
-    QList<std::pair<qint32, qint32>> values;
+    std::unique_ptr<std::vector<std::pair<qint32, qint32>>> values; // made on the first; most records have none
     QString uid;
     std::shared_ptr<vcard::Card> card; // the card it was read from, if any
     FileRecord* file = nullptr;
@@ -203,7 +203,7 @@ struct FileRecord
     QString path;
     QList<std::shared_ptr<vcard::Card>> cards;
     QList<qint32> records; // the record read from each card
-    QList<QByteArray> gaps;
+    vcard::Gaps gaps;
     QByteArray eol;
     bool clean = true;
     QByteArray stamp; // what the file was when read or written (source.h)

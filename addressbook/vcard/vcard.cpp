@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QStringDecoder>
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
@@ -259,7 +260,11 @@ public:
     // Data that is itself a view of bytes held elsewhere is copied, since the cards outlive the call.
     explicit Reader(const QByteArray& data)
         : m_data(data.capacity() == 0 ? QByteArray(data.constData(), data.size()) : data)
+        , m_store(std::make_shared<Lines::Store>())
     {
+        m_store->bytes = m_data;
+        // A line per line end at most: the table is not grown by copies.
+        m_store->lines.reserve(size_t(std::count(m_data.cbegin(), m_data.cend(), '\n') + 1));
     }
 
     File run()
@@ -306,6 +311,8 @@ public:
         }
         if (m_file.cards.isEmpty())
             m_file.clean = false;
+        if (std::vector<Lines::Line>& lines = m_store->lines; lines.capacity() - lines.size() > lines.size() / 8)
+            lines.shrink_to_fit();
         return std::move(m_file);
     }
 
@@ -362,6 +369,7 @@ private:
     {
         m_file.gaps.append(std::move(gap));
         m_card = std::make_shared<Card>();
+        m_card->props.m_first = quint32(m_store->lines.size());
         m_card->version = versionAhead(end);
         m_cardStart = start;
         m_versioned = false;
@@ -431,30 +439,32 @@ private:
             return;
         }
         Lines::Line line;
-        line.start = quint32(start - m_cardStart);
+        line.start = quint32(start);
         line.size = quint32(end - start);
         line.version = quint8(m_card->version);
         if (m_folded) {
-            line.unfolded = qint32(m_card->props.m_unfolded.size());
-            m_card->props.m_unfolded.append(content.toByteArray());
+            line.folded = true;
+            m_store->unfolded.insert(quint32(m_store->lines.size()), content.toByteArray());
         }
-        m_card->props.m_lines.append(line);
+        m_store->lines.push_back(line);
         if (p.name == "VERSION" && !m_versioned) { // a second one changes nothing already read
             m_card->version = versionOf(p.value);
             m_versioned = true;
         }
     }
 
-    // The card's bytes, of its own, in which its lines are found again when asked for, so that a large book
-    // costs little more than its file.
+    // The card's place in the bytes read, in which its lines are found again when asked for.
     void closeCard(qsizetype end)
     {
-        m_card->props.m_bytes = m_data.mid(m_cardStart, end - m_cardStart);
-        m_card->props.m_lines.squeeze();
-        m_card->props.m_unfolded.squeeze();
+        Lines& lines = m_card->props;
+        lines.m_store = m_store;
+        lines.m_count = quint32(m_store->lines.size() - lines.m_first);
+        lines.m_start = quint32(m_cardStart);
+        lines.m_size = quint32(end - m_cardStart);
     }
 
     const QByteArray m_data;
+    std::shared_ptr<Lines::Store> m_store;
     File m_file;
     std::shared_ptr<Card> m_card;
     qsizetype m_cardStart = 0;
@@ -533,26 +543,26 @@ QStringList Property::components(Version version, char separator) const
     return out;
 }
 
-QByteArrayView Lines::content(const Line& line) const
+QByteArrayView Lines::content(qsizetype i) const
 {
-    if (line.unfolded >= 0)
-        return m_unfolded[line.unfolded];
-    return QByteArrayView(m_bytes.constData() + line.start, line.size).trimmed();
+    const Line& l = line(i);
+    if (l.folded)
+        return *m_store->unfolded.constFind(m_first + quint32(i));
+    return QByteArrayView(m_store->bytes.constData() + l.start, l.size).trimmed();
 }
 
 Property Lines::operator[](qsizetype i) const
 {
-    const Line& line = m_lines[i];
     Property p;
-    parseProperty(content(line), p, Version(line.version), true);
+    parseProperty(content(i), p, Version(line(i).version), true);
     p.raw = raw(i);
-    p.tag = line.tag;
+    p.tag = line(i).tag;
     return p;
 }
 
 QByteArray Lines::name(qsizetype i) const
 {
-    const QByteArrayView c = content(m_lines[i]);
+    const QByteArrayView c = content(i);
     qsizetype n = 0;
     while (n < c.size() && c[n] != ';' && c[n] != ':')
         ++n;
@@ -562,7 +572,12 @@ QByteArray Lines::name(qsizetype i) const
 
 QByteArray Lines::raw(qsizetype i) const
 {
-    return QByteArray::fromRawData(m_bytes.constData() + m_lines[i].start, m_lines[i].size);
+    return QByteArray::fromRawData(m_store->bytes.constData() + line(i).start, line(i).size);
+}
+
+QByteArrayView Lines::bytes() const
+{
+    return m_store ? QByteArrayView(m_store->bytes.constData() + m_start, m_size) : QByteArrayView();
 }
 
 std::optional<Property> Card::first(const char* name) const

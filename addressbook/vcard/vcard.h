@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
 #include <memory>
 #include <optional>
+#include <vector>
 
 // A small vCard reader and writer for versions 2.1, 3.0 and 4.0. Reading keeps the bytes of every
 // line, so that a card can be written back with only the properties that changed made anew.
@@ -41,24 +43,25 @@ struct Property
     QString decoded(Version version) const;
 };
 
-// The lines of a card read from a file. Each is kept as its place in the card's bytes and read into a Property
+// The lines of a card read from a file. Each is kept as its place in the bytes read and read into a Property
 // each time it is asked for: a Property of its own per line would cost several times the line, and a large book
-// holds every card.
+// holds every card. The cards of one text share its bytes and one table of their lines, so that a book costs
+// little more than its files.
 class Lines
 {
 public:
-    qsizetype size() const { return m_lines.size(); }
-    bool isEmpty() const { return m_lines.isEmpty(); }
+    qsizetype size() const { return m_count; }
+    bool isEmpty() const { return m_count == 0; }
     Property operator[](qsizetype i) const;
     // An empty Property past the end.
     Property value(qsizetype i) const { return i >= 0 && i < size() ? (*this)[i] : Property(); }
     // Cheaper than the whole line.
     QByteArray name(qsizetype i) const;
     QByteArray raw(qsizetype i) const;
-    int tag(qsizetype i) const { return m_lines[i].tag; }
-    void setTag(qsizetype i, int tag) { m_lines[i].tag = qint16(tag); }
-    // The card's bytes.
-    const QByteArray& bytes() const { return m_bytes; }
+    int tag(qsizetype i) const { return line(i).tag; }
+    void setTag(qsizetype i, int tag) { m_store->lines[size_t(m_first + i)].tag = qint8(tag); }
+    // The card's bytes: a view, valid while the card lives.
+    QByteArrayView bytes() const;
 
     class const_iterator
     {
@@ -85,18 +88,26 @@ public:
 
 private:
     friend class Reader;
+    // Twelve bytes: a large book holds millions.
     struct Line
     {
-        quint32 start = 0; // in the card's bytes, line end included
+        quint32 start = 0; // in the bytes read, line end included
         quint32 size = 0;
-        qint32 unfolded = -1; // a folded line's text, unfolded and trimmed, in m_unfolded
-        qint16 tag = -1;
+        qint8 tag = -1;
         quint8 version = 0; // the card's Version as the line was read
+        bool folded = false; // its text, unfolded and trimmed, is in Store::unfolded
     };
-    QByteArrayView content(const Line& line) const;
-    QByteArray m_bytes;
-    QList<Line> m_lines;
-    QList<QByteArray> m_unfolded;
+    struct Store
+    {
+        QByteArray bytes;
+        std::vector<Line> lines;
+        QHash<quint32, QByteArray> unfolded; // by the line's place in lines
+    };
+    const Line& line(qsizetype i) const { return m_store->lines[size_t(m_first + i)]; }
+    QByteArrayView content(qsizetype i) const;
+    std::shared_ptr<Store> m_store;
+    quint32 m_first = 0, m_count = 0; // the card's lines in the store's
+    quint32 m_start = 0, m_size = 0; // the card's bytes in the store's
 };
 
 struct Card
@@ -105,15 +116,36 @@ struct Card
     bool complete = false; // END:VCARD was seen
     Lines props; // without BEGIN and END
     // From BEGIN to END, line ends included.
-    const QByteArray& raw() const { return props.bytes(); }
+    QByteArray raw() const { return props.bytes().toByteArray(); }
 
     std::optional<Property> first(const char* name) const;
+};
+
+// The bytes before, between and after the cards of a file: one more than the cards. Nearly all are empty,
+// so only the others are kept.
+class Gaps
+{
+public:
+    qsizetype size() const { return m_count; }
+    QByteArray value(qsizetype i) const { return m_texts.value(i); }
+    QByteArray operator[](qsizetype i) const { return value(i); }
+    QByteArray first() const { return value(0); }
+    void append(QByteArray gap)
+    {
+        if (!gap.isEmpty())
+            m_texts.insert(m_count, std::move(gap));
+        ++m_count;
+    }
+
+private:
+    QHash<qsizetype, QByteArray> m_texts;
+    qsizetype m_count = 0;
 };
 
 struct File
 {
     QList<std::shared_ptr<Card>> cards;
-    QList<QByteArray> gaps; // bytes before, between and after the cards: one more than the cards
+    Gaps gaps;
     QByteArray eol = "\r\n"; // the line end the file uses
     bool clean = true; // false when anything could not be parsed: such a file is never rewritten
 };

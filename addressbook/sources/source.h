@@ -42,10 +42,9 @@ std::unique_ptr<Source> evolutionBooks(int order);
 std::unique_ptr<Source> thunderbirdBooks(int order);
 
 // Files above this size are skipped. The files that come near it are exports with a photo per person (a phone's
-// or a webmail's, some tens of kilobytes a photo: 5,000 people make 150 to 250 MB), and such a file costs
-// about three times its size to read (the file, each card's bytes and each photo unfolded), so the cap bounds
-// a read to under a gigabyte; a file of small cards costs about eleven times its size (bench_abmemory), but no
-// real book of them comes near the cap.
+// or a webmail's, some tens of kilobytes a photo: 5,000 people make 150 to 250 MB), and such a file costs about
+// twice its size to read (the file and each photo unfolded); a file of small cards costs under four times its
+// size (bench_abmemory). The cap keeps any read near a gigabyte at most.
 constexpr qint64 kMaxFileBytes = qint64(256) << 20;
 
 // The bytes of a regular file, links followed, or nullopt for anything else (a FIFO, a device, a

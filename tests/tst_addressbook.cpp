@@ -161,12 +161,14 @@ void TestAddressBook::readPersons_data()
     QTest::newRow("2.1: a folded line keeps its blank, before VERSION too; a second VERSION changes nothing")
         << QByteArray("BEGIN:VCARD\nN:Van\n Dyke;Dick\nVERSION:2.1\nVERSION:3.0\nNOTE:a\n\tb\nEND:VCARD\n")
         << QStringList{QStringLiteral("first=Dick;last=Van Dyke;note=a\tb")};
-    QTest::newRow("only FN: a particle, last name first, one word; a company")
+    QTest::newRow("only FN: a particle, last name first, one word; companies")
         << QByteArray("BEGIN:VCARD\nVERSION:3.0\nFN:Maria da Silva\nEND:VCARD\n"
                       "BEGIN:VCARD\nVERSION:3.0\nFN:Smith, John\nEND:VCARD\n"
                       "BEGIN:VCARD\nVERSION:4.0\nFN:Madonna\nEND:VCARD\n"
-                      "BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n")
-        << QStringList{"first=Maria;last=da Silva", "first=John;last=Smith", "first=Madonna", "org=ACME Corp"};
+                      "BEGIN:VCARD\nVERSION:3.0\nFN:ACME Corp\nN:;;;;\nORG:ACME Corp\nEND:VCARD\n"
+                      "BEGIN:VCARD\nVERSION:3.0\nFN:Padaria Central\nORG:Padaria Lda\nX-ABShowAs:COMPANY\nEND:VCARD\n")
+        << QStringList{"first=Maria;last=da Silva", "first=John;last=Smith", "first=Madonna", "org=ACME Corp",
+               "org=Padaria Lda"};
     QTest::newRow("20 MB line") << "BEGIN:VCARD\nVERSION:3.0\nFN:Long Line\nNOTE:" + QByteArray(20 << 20, 'x')
             + "\nEND:VCARD\n" << QStringList{QStringLiteral("first=Long;last=Line;note=") + QString(174, 'x')};
     QTest::newRow("20 MB without a line end") << QByteArray(20 << 20, ';') << QStringList();

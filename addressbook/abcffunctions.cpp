@@ -6,6 +6,7 @@
 #include "book.h"
 #include "dictionary.h"
 #include "exceptions.h"
+#include "source.h"
 
 #include <QCoreApplication>
 #include <cstring>
@@ -302,6 +303,11 @@ void resetAddressBookForTesting()
     mLoadedBundles.reset();
     mKeyCallBacks = 0;
     ab::resetPlatform();
+}
+
+void setBookCopyHookForTesting(std::function<void()> hook)
+{
+    ab::setCopyHookForTesting(std::move(hook));
 }
 
 } // namespace _ABCFFunctions

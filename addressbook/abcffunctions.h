@@ -3,6 +3,7 @@
 #include "variant.h"
 
 #include <QList>
+#include <functional>
 #include <memory>
 
 class _ABFClass;
@@ -56,6 +57,8 @@ qint64 liveOwnedHandlesForTesting();
 // Every value alive, whoever holds it.
 qint64 liveHandlesForTesting();
 void resetAddressBookForTesting();
+// Called after each private copy of a book is made and before it is checked; empty to stop.
+void setBookCopyHookForTesting(std::function<void()> hook);
 
 } // namespace _ABCFFunctions
 

@@ -126,6 +126,7 @@ private slots:
     void hostileSources_data();
     void hostileSources();
     void lockedAfterAChange();
+    void changedWhileCopied();
 };
 
 void TestAddressBook::readPersons_data()
@@ -863,6 +864,35 @@ void TestAddressBook::lockedAfterAChange()
     }
     p.closeWriteChannel();
     QVERIFY(p.waitForFinished());
+}
+
+// A Thunderbird book that changes while it is copied is copied again; one that changes at each copy keeps the
+// people last read from it until a copy holds still.
+void TestAddressBook::changedWhileCopied()
+{
+    Home home;
+    books::thunderbird(
+        home, "INSERT INTO properties VALUES ('c0', 'FirstName', 'Ana'), ('c0', 'LastName', 'P0');\n", false);
+    const QString db = home.path(QStringLiteral(".thunderbird/p/abook.sqlite"));
+    int added = 0;
+    const auto add = [&] {
+        const QString n = QString::number(++added);
+        const QString sql = "INSERT INTO properties VALUES ('c" + n + "', 'FirstName', 'Ana'), ('c" + n
+            + "', 'LastName', 'P" + n + "')";
+        QCOMPARE(run("/usr/bin/sqlite3", {db, sql}), QString());
+    };
+    int changesLeft = 1;
+    setBookCopyHookForTesting([&] {
+        if (changesLeft-- > 0)
+            add();
+    });
+    QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ana P0 ", "Ana P1 "})); // the first copy lacks P1
+    add();
+    changesLeft = 2;
+    QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ana P0 ", "Ana P1 "}));
+    QCOMPARE(changesLeft, 0); // copied twice, no more
+    setBookCopyHookForTesting({});
+    QCOMPARE(walk(*System::AddressBook()), (QStringList{"Ana P0 ", "Ana P1 ", "Ana P2 ", "Ana P3 ", "Ana P4 "}));
 }
 
 QTEST_GUILESS_MAIN(TestAddressBook)

@@ -260,7 +260,18 @@ bool copyFile(const QString& from, const QString& to)
     return ok;
 }
 
+std::function<void()>& copyHook()
+{
+    static std::function<void()> hook;
+    return hook;
+}
+
 } // namespace
+
+void setCopyHookForTesting(std::function<void()> hook)
+{
+    copyHook() = std::move(hook);
+}
 
 std::optional<vcard::File> readPrivateCopy(
     const QString& path, const std::function<std::optional<vcard::File>(SqliteReader&)>& read)
@@ -278,6 +289,8 @@ std::optional<vcard::File> readPrivateCopy(
             if (QFileInfo::exists(path + QLatin1String(extra)))
                 ok = copyFile(path + QLatin1String(extra), copy + QLatin1String(extra)) && ok;
         }
+        if (copyHook())
+            copyHook()();
         if (!ok || sqliteStamp(path) != before)
             continue;
         SqliteReader db(copy, true);

@@ -101,6 +101,9 @@ QByteArray sqliteStamp(const QString& path);
 // the file, its log and its journal are copied into a private folder with plain reads (no lock taken,
 // nothing made beside them) and read there. A copy taken while the program wrote is caught by the
 // file's stamp changing meanwhile or by the copy failing SQLite's check, and is taken once more.
+// Tests: called after each copy of a book is made and before it is checked, so that a test can change the
+// book while it is copied, which no timing can do reliably.
+void setCopyHookForTesting(std::function<void()> hook);
 std::optional<vcard::File> readPrivateCopy(
     const QString& path, const std::function<std::optional<vcard::File>(SqliteReader&)>& read);
 

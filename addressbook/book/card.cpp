@@ -477,7 +477,7 @@ qint32 valueFromCard(const Record& r, const QString& key)
         return 0;
     const vcard::Lines& lines = r.card->props;
     CardReading c{r.kind, r.card, wanted->key};
-    const bool list = listField(std::countr_zero(wanted->fields)) != nullptr;
+    const ListField* list = listField(std::countr_zero(wanted->fields));
     bool company = false;
     for (qsizetype i = 0; i < lines.size(); ++i) {
         if (lines.tag(i) >= 0)
@@ -497,11 +497,11 @@ qint32 valueFromCard(const Record& r, const QString& key)
             readLine(c, lines[i], int(i));
     }
     Table& t = platform().table;
-    if (const ListField* f = list ? listField(std::countr_zero(wanted->fields)) : nullptr) {
-        if (qint32& made = c.lists[size_t(f->field)]) {
+    if (list) {
+        if (qint32& made = c.lists[size_t(list->field)]) {
             // Grown one by one, and seldom changed: it keeps none of the spare.
             t.as<MultiValue>(made)->entries.squeeze();
-            c.put(f->key, std::exchange(made, 0));
+            c.put(list->key, std::exchange(made, 0));
         }
     } else if (c.group) {
         c.putText(kGroupNameProperty, c.formatted);
@@ -588,20 +588,23 @@ qint32 Record::copy(const QString& key) const
 
 void Record::put(const QString& key, qint32 value)
 {
-    Table& t = platform().table;
-    if (!values)
+    // A value removed from what the card gives is kept as none, so that the card's value does not show through.
+    const bool keepNone = card && cardKey(kind, key);
+    if (!values) {
+        if (!value && !keepNone)
+            return; // most records never get one: nothing is made for them
         values = std::make_unique<std::vector<std::pair<qint32, qint32>>>();
+    }
     for (auto it = values->begin(); it != values->end(); ++it) {
         if (keyText(it->first) == key) {
-            t.release(it->second);
+            platform().table.release(it->second);
             it->second = value;
-            if (!value && !(card && cardKey(kind, key)))
+            if (!value && !keepNone)
                 values->erase(it);
             return;
         }
     }
-    // A value removed is kept as none, so that the card's value does not show through.
-    if (value || (card && cardKey(kind, key)))
+    if (value || keepNone)
         values->push_back({keyId(key), value});
 }
 
